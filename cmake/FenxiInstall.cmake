@@ -1,0 +1,31 @@
+# Installs headers, the library, a CMake package (fenxi::fenxi) and fenxi.pc.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS fenxi EXPORT fenxiTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/fenxi DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(FENXI_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/fenxi)
+install(EXPORT fenxiTargets NAMESPACE fenxi:: DESTINATION ${FENXI_CMAKE_DIR})
+configure_package_config_file(cmake/fenxiConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/fenxiConfig.cmake INSTALL_DESTINATION ${FENXI_CMAKE_DIR})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/fenxiConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenxiConfig.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/fenxiConfigVersion.cmake DESTINATION ${FENXI_CMAKE_DIR})
+
+# pkg-config: the prefix is found relative to the .pc file, so an installed
+# tree can be moved.
+file(RELATIVE_PATH FENXI_PC_TO_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+if(FENXI_BUILD_SHARED)
+  set(FENXI_PC_CFLAGS "")
+  set(FENXI_PC_LIBS_PRIVATE "")
+else()
+  set(FENXI_PC_CFLAGS "-DFENXI_STATIC")
+  set(FENXI_PC_LIBS_PRIVATE "-lstdc++ -lpthread")
+endif()
+configure_file(cmake/fenxi.pc.in ${CMAKE_CURRENT_BINARY_DIR}/fenxi.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenxi.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

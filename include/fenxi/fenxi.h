@@ -1,0 +1,160 @@
+// fenxi: technical-analysis engine, C++ class interface.
+//
+// A CAnalysisTechniques object owns one reusable buffer of FENXIDATA rows.
+// Every Generate<X> call fills rows 0..n-1 of that buffer, hands them back
+// through its `out` reference and describes the lines in the caller's
+// FENXIDATA_PROPERTY. Update<X> calls recompute the newest row in place.
+//
+// Ownership of copies
+//   Copying an engine (copy constructor or assignment) shares its state: the
+//   row block, the lock that guards it and the mounted signal system. A
+//   generator run on a copy writes the rows the original's `out` points to.
+//   The shared state is reference counted; the last engine that lets go of
+//   it releases the mounted system, frees the rows and destroys the lock, so
+//   destroying copies in any order never frees anything twice. The log sink
+//   pointer is per object (copied by value, never owned).
+//
+// Lock
+//   Each engine state has one re-entrant lock. A generator takes it when it
+//   acquires rows and leaves it after the last row is written, so two threads
+//   generating on one engine are serialised and never see half-written rows.
+//   The owning thread may re-enter. GenerateMACD with n <= 0 returns with the
+//   lock still held once more by the calling thread; that thread keeps
+//   working normally, other threads block on that engine until the lock is
+//   left as often as it was entered. An engine whose lock is held by the
+//   destroying thread is destroyed safely. Updaters, primitives and the log
+//   take no lock: one engine object is for one thread at a time.
+//
+// Bad input
+//   Generators never read outside the bars [0, n) nor write outside the rows
+//   they acquired. Counts below 1 and null bars return early as listed per
+//   function. A row request that cannot be met (more than INT32_MAX rows, or
+//   the allocation fails) sets `out` to null and returns with the lock left.
+#ifndef FENXI_FENXI_H
+#define FENXI_FENXI_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "fenxi/fenxi_c.h"
+
+// Abstract log sink. One Output call per message; the engine never owns or
+// deletes the sink and adds nothing to the text.
+class FENXI_API IAnaLog {
+public:
+    virtual void Output(const std::string& text) = 0;
+    virtual ~IAnaLog();
+};
+
+// Concrete sink: hands each text to the process-wide debug-output hook
+// (SetDebugOutputHook in fenxi_c.h); on Windows also to the debugger.
+class FENXI_API CAnaLogForHVQ : public IAnaLog {
+public:
+    void Output(const std::string& text) override;
+};
+
+namespace fenxi::detail {
+struct EngineState;
+}
+
+class FENXI_API CAnalysisTechniques {
+public:
+    // One analysis row per bar, 424 bytes.
+    struct FENXIDATA {
+        double Reserved[10];  // zeroed with the buffer, not written by the lines
+        double FenXi[43];     // line values of this bar
+    };
+
+    // The caller's description of the lines of one call, 364 bytes.
+    struct FENXIDATA_PROPERTY {
+        std::int32_t StartPos[21];     // first valid row of line k
+        std::int32_t EndPos[21];       // one past the last valid row of line k
+        std::uint32_t LineColor[21];   // 0x00BBGGRR, set only where forced
+        std::uint8_t LineStyle[21];    // 0 hidden, 3 curve, 4 level, ...
+        std::uint8_t LineOption1[21];
+        std::uint8_t LineOption2[21];
+        std::uint8_t Reserved315;
+        std::int32_t ValueScale;       // divide values by this for display
+        char Format[32];               // printf format of the divided value
+        std::uint8_t Flag352;
+        std::uint8_t Flag353;
+        std::uint8_t Flag354;
+        std::uint8_t Flag355;
+        std::uint8_t Flag356;
+        std::uint8_t Reserved357[3];
+        std::int32_t Field360;
+    };
+
+    // Selects a price field of a bar. Any 32-bit value may be passed.
+    enum KLINE_INDEX : std::int32_t { KI_OPEN = 0, KI_HIGH = 1, KI_LOW = 2, KI_CLOSE = 3 };
+
+    CAnalysisTechniques();
+    CAnalysisTechniques(const CAnalysisTechniques& other);             // shares state
+    CAnalysisTechniques& operator=(const CAnalysisTechniques& other);  // shares state
+    ~CAnalysisTechniques();
+
+    // Releases the mounted signal system (shared with copies). Rows stay.
+    void ClearTechData();
+
+    // n > 0: acquires n rows, zeroes them and hands them back. n <= 0: does
+    // nothing, `out` is not written. `bars` and `unit` are not read.
+    void GenerateBuffer(UNIKDATA* bars, int unit, FENXIDATA*& out, int n);
+
+    // ---- log sink ----
+    void SetAnalog(IAnaLog* log);
+    void ResetAnalog();
+    void PutAnalog(const std::string& text);
+    void DebugInfo();
+    void GetFormulaVersion(std::string& out);
+    void GetChineseString(std::string& out);
+
+    // ---- series primitives ----
+    // Number of rising (mode 1), falling (-1) or level (0) bars among bars
+    // i-count+1..i; -1 when i < count-1, count < 1, n < 1 or any other mode.
+    // Also -1 for null bars or i >= n, which would read past the array.
+    int CountThreeStatus(UNIKDATA* bars, int unit, int n, int i, int count, int mode);
+
+private:
+    // Rows for at least `count` bars with the lock held; null (lock left)
+    // when the request cannot be met.
+    FENXIDATA* Acquire(std::int64_t count);
+    // Leaves the lock once, if the engine uses it.
+    void LeaveLock();
+    // Flag355 = 0, StartPos[] = 0, LineStyle[] = 0, Flag356 = 1.
+    static void ResetProperty(FENXIDATA_PROPERTY* property);
+
+    friend struct FenxiEngineProbe;  // test access to the shared state
+
+    void Share(fenxi::detail::EngineState* state);
+    void Unshare();
+
+    IAnaLog* Log;
+    fenxi::detail::EngineState* State;
+};
+
+// The records cross the library boundary: their layout is fixed.
+#define FENXI_OFFSET(T, f, off) static_assert(offsetof(T, f) == (off), #T "." #f " offset")
+static_assert(sizeof(CAnalysisTechniques::FENXIDATA) == 424, "FENXIDATA is 424 bytes");
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA, Reserved, 0);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA, FenXi, 80);
+static_assert(sizeof(CAnalysisTechniques::FENXIDATA_PROPERTY) == 364, "FENXIDATA_PROPERTY is 364 bytes");
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, StartPos, 0);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, EndPos, 84);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, LineColor, 168);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, LineStyle, 252);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, LineOption1, 273);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, LineOption2, 294);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, Reserved315, 315);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, ValueScale, 316);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, Format, 320);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, Flag352, 352);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, Flag353, 353);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, Flag354, 354);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, Flag355, 355);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, Flag356, 356);
+FENXI_OFFSET(CAnalysisTechniques::FENXIDATA_PROPERTY, Field360, 360);
+static_assert(sizeof(CAnalysisTechniques::KLINE_INDEX) == 4, "KLINE_INDEX is 32-bit");
+#undef FENXI_OFFSET
+
+#endif  // FENXI_FENXI_H

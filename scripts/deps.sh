@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Makes sure the Debian packages the build needs are present. As root it
+# installs what is missing; otherwise it prints the apt-get line and fails.
+set -euo pipefail
+need=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev)
+missing=()
+for p in "${need[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+if [ "$(id -u)" -eq 0 ]; then
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends "${missing[@]}"
+else
+  echo "missing packages; install them with:" >&2
+  echo "  sudo apt-get install -y ${missing[*]}" >&2
+  exit 1
+fi

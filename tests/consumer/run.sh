@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Installs a built fenxi tree into a scratch prefix and builds two consumers
+# against it: one with find_package(fenxi), one with pkg-config (C++ and C).
+set -euo pipefail
+build=$1 work=$2
+here=$(cd "$(dirname "$0")" && pwd)
+rm -rf "$work" && mkdir -p "$work"
+prefix=$work/prefix
+cmake --install "$build" --prefix "$prefix" >/dev/null
+
+cmake -S "$here" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_RPATH="$prefix/lib" >/dev/null
+cmake --build "$work/cmake" >/dev/null
+"$work/cmake/consumer_cpp"
+"$work/cmake/consumer_c"
+
+pc=$(find "$prefix" -name fenxi.pc -printf '%h\n' | head -n1)
+export PKG_CONFIG_PATH=$pc
+libdir=$(pkg-config --variable=libdir fenxi)
+c++ -std=c++20 "$here/main.cpp" $(pkg-config --cflags --libs fenxi) -Wl,-rpath,"$libdir" -o "$work/pc_cpp"
+cc -std=c99 -Wall -Wextra -pedantic -Werror "$here/main.c" $(pkg-config --cflags --libs fenxi) -Wl,-rpath,"$libdir" -o "$work/pc_c"
+"$work/pc_cpp"
+"$work/pc_c"
+echo "package consumers ok"
