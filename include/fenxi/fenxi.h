@@ -115,6 +115,100 @@ public:
     // Also -1 for null bars or i >= n, which would read past the array.
     int CountThreeStatus(UNIKDATA* bars, int unit, int n, int i, int count, int mode);
 
+    // ---- indicators ----
+    // Common guards (besides those listed per function): a null `property`
+    // returns early like a null `bars`. Where a line's period would index
+    // before the first row, the generator returns early with nothing touched
+    // (documented per function). Rows requested as n + extra never fall below
+    // n, so negative periods never shrink the rows a generator writes.
+    //
+    // Updaters recompute row n-1 of rows left by the matching generator on
+    // this engine. They return at once for n < 1, null `bars` or `rows`, and
+    // when `rows` is this engine's buffer but holds fewer than n rows.
+
+    // Moving averages of the close (lines 1..k), MA channel of open, high, low
+    // and close (lines 4..7), life line (65 and 130 bars of (high+close)/2),
+    // weighted (SMA, lines 1..5) and exponential (EMA, line 1) smoothings.
+    // `out` is set to null first. Periods < 1 give 0.0 / p in the MA lines.
+    void GenerateMA1(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, FENXIDATA_PROPERTY* property,
+                     int reserved = 0);
+    void GenerateMA2(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2,
+                     FENXIDATA_PROPERTY* property, int reserved = 0);
+    void GenerateMA3(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                     FENXIDATA_PROPERTY* property, int reserved = 0);
+    void GenerateMA4(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3, int p4,
+                     FENXIDATA_PROPERTY* property, int reserved = 0);
+    void GenerateMA5(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3, int p4, int p5,
+                     FENXIDATA_PROPERTY* property, int reserved = 0);
+    void GenerateMA6(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3, int p4, int p5,
+                     int p6, FENXIDATA_PROPERTY* property, int reserved = 0);
+    void GenerateMA7(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3, int p4, int p5,
+                     int p6, int p7, FENXIDATA_PROPERTY* property, int reserved = 0);
+    void GenerateMAChanel(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p, FENXIDATA_PROPERTY* property,
+                          int reserved = 0);
+    void GenerateLifeLine(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, FENXIDATA_PROPERTY* property,
+                          int reserved = 0);
+    void GenerateSMA(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3, int p4, int p5,
+                     FENXIDATA_PROPERTY* property, int reserved = 0);
+    void GenerateEMA(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p, FENXIDATA_PROPERTY* property,
+                     int reserved = 0);
+    void UpdateMA1(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1);
+    void UpdateMA2(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2);
+    void UpdateMA3(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3);
+    void UpdateMA5(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3, int p4, int p5);
+    // The newest row is left on the raw price scale (close not multiplied by
+    // 10000/unit), as the engine has always done.
+    void UpdateSMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3, int p4, int p5);
+    void UpdateEMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p);
+
+    // MACD: DIF (line 5), DEA (6), 2*(DIF-DEA) (7); rows n + 2*(p1+p2+p3).
+    // n <= 0 sets `out` to the buffer and returns with the lock still held by
+    // the calling thread. Null bars or property: returns after setting `out`,
+    // with the lock left.
+    void GenerateMACD(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                      FENXIDATA_PROPERTY* property);
+    // RSI of p1 (line 6) and p2 (line 7), percent x100; rows n + 2*(p1+p2).
+    void GenerateRSI(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2,
+                     FENXIDATA_PROPERTY* property);
+    // Rerun the generator over all n bars with a scratch property.
+    void UpdateMACD(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3);
+    void UpdateRSI(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2);
+
+    // BIAS of three periods (lines 0..2), percent x100; a period < 1 leaves
+    // its line as the buffer held it.
+    void GenerateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1, int period2, int period3,
+                      FENXIDATA_PROPERTY* property);
+    void UpdateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1, int period2, int period3);
+    // Highest / lowest of one price field over the trailing period (line 0).
+    // period < 0 returns early; period 0 and fields outside 0..3 compute
+    // nothing. LLV over the low stores the raw integer low.
+    void GenerateHHV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field, int period,
+                     FENXIDATA_PROPERTY* property);
+    void GenerateLLV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field, int period,
+                     FENXIDATA_PROPERTY* property);
+
+    // Volume (line 0), with averages of period1 (2) and period2 (3).
+    void GenerateVOL1(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, FENXIDATA_PROPERTY* property);
+    void GenerateVOL(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1, int period2,
+                     FENXIDATA_PROPERTY* property);
+    // On-balance volume / 100 (line 0) and its average (1). Null bars or a
+    // negative period return early.
+    void GenerateOBV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                     FENXIDATA_PROPERTY* property);
+    // Volume ratio over the `period` bars before each bar (line 0). Null bars
+    // or a negative period return early.
+    void GenerateVR(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period, FENXIDATA_PROPERTY* property);
+    // Body over range (1, 2) and their amount-weighted sum (3). Null bars or a
+    // period < 1 return early.
+    void GenerateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                      FENXIDATA_PROPERTY* property);
+    // These four do nothing: rerun the generator after a bar changes.
+    void UpdateVOL1(UNIKDATA* bars, int unit, FENXIDATA*& out, int count);
+    void UpdateOBV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count);
+    void UpdateVOL(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1, int period2);
+    void UpdateVR(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
+    void UpdateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
+
 private:
     // Rows for at least `count` bars with the lock held; null (lock left)
     // when the request cannot be met.
@@ -123,6 +217,13 @@ private:
     void LeaveLock();
     // Flag355 = 0, StartPos[] = 0, LineStyle[] = 0, Flag356 = 1.
     static void ResetProperty(FENXIDATA_PROPERTY* property);
+
+    // Shared bodies of the MA family.
+    void GenerateMALines(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, const int* periods, int k,
+                         FENXIDATA_PROPERTY* property, bool firstLineShort);
+    void UpdateMALines(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const int* periods, int k);
+    // True when an updater may touch rows 0..n-1 (see the updater guards).
+    bool CanUpdate(const UNIKDATA* bars, const FENXIDATA* rows, int n) const;
 
     friend struct FenxiEngineProbe;  // test access to the shared state
 

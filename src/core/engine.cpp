@@ -50,6 +50,11 @@ CAnalysisTechniques::FENXIDATA* CAnalysisTechniques::Acquire(std::int64_t count)
 
 void CAnalysisTechniques::LeaveLock() { State->Buffer.Leave(); }
 
+bool CAnalysisTechniques::CanUpdate(const UNIKDATA* bars, const FENXIDATA* rows, int n) const {
+    if (n < 1 || bars == nullptr || rows == nullptr) return false;
+    return rows != State->Buffer.Data || n <= State->Buffer.Capacity;
+}
+
 void CAnalysisTechniques::ResetProperty(FENXIDATA_PROPERTY* property) {
     property->Flag355 = 0;
     std::memset(property->StartPos, 0, sizeof property->StartPos);

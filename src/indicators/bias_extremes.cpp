@@ -1,0 +1,86 @@
+// BIAS lines and highest/lowest of a price field.
+#include "indicators/columns.h"
+
+using namespace fenxi;
+
+namespace {
+
+void BiasColumn(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int from, int period, int col) {
+    if (period <= 0) return;  // the line keeps what the buffer held
+    for (int i = from; i < count; ++i) rows[i].FenXi[col] = bias(bars, unit, count, i, period) * 100.0;
+}
+
+// Walks bars i down to max(0, i-period+1) keeping the extreme of one field.
+template <class Better>
+void ExtremeColumn(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int field, int period,
+                   bool convert, Better better) {
+    static constexpr std::int32_t UNIKDATA::*kFields[] = {&UNIKDATA::Open, &UNIKDATA::High, &UNIKDATA::Low,
+                                                           &UNIKDATA::Close};
+    if (period == 0 || field < 0 || field > 3) return;
+    const auto member = kFields[field];
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < count; ++i) {
+        const int stop = std::max(0, i - period + 1);
+        std::int32_t v = bars[i].*member;
+        for (int j = i - 1; j >= stop; --j)
+            if (better(bars[j].*member, v)) v = bars[j].*member;
+        rows[i].FenXi[0] = convert ? v * f : static_cast<double>(v);
+    }
+}
+
+}  // namespace
+
+void CAnalysisTechniques::GenerateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1,
+                                       int period2, int period3, FENXIDATA_PROPERTY* property) {
+    if (count <= 0 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = out = Acquire(count);
+    if (rows == nullptr) return;
+    const int p[] = {period1, period2, period3};
+    ResetProperty(property);
+    for (int k = 0; k < 3; ++k) {
+        property->StartPos[k] = MinPos(count, std::int64_t{p[k]} - 1);
+        property->EndPos[k] = count;
+        property->LineStyle[k] = 3;
+    }
+    property->ValueScale = 100;
+    SetFormat(property, "%.2f");
+    for (int k = 0; k < 3; ++k) BiasColumn(bars, unit, rows, count, 0, p[k], k);
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1,
+                                     int period2, int period3) {
+    if (!CanUpdate(bars, out, count)) return;
+    const int p[] = {period1, period2, period3};
+    for (int k = 0; k < 3; ++k) BiasColumn(bars, unit, out, count, count - 1, p[k], k);
+}
+
+void CAnalysisTechniques::GenerateHHV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field,
+                                      int period, FENXIDATA_PROPERTY* property) {
+    if (period < 0 || count < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = out = Acquire(count);
+    if (rows == nullptr) return;
+    ResetProperty(property);
+    property->StartPos[0] = MinPos(count, std::int64_t{period} - 1);
+    property->LineStyle[0] = 3;
+    property->ValueScale = 100;
+    SetFormat(property, "%.2f");
+    ExtremeColumn(bars, unit, rows, count, field, period, true, [](std::int32_t a, std::int32_t b) { return a > b; });
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateLLV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field,
+                                      int period, FENXIDATA_PROPERTY* property) {
+    if (period < 0 || count < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = out = Acquire(count);
+    if (rows == nullptr) return;
+    ResetProperty(property);
+    property->StartPos[0] = MinPos(count, std::int64_t{period} - 1);
+    property->LineStyle[0] = 3;
+    property->ValueScale = 100;
+    SetFormat(property, "%.2f");
+    // The low is stored as the raw integer, unlike every other field.
+    ExtremeColumn(bars, unit, rows, count, field, period, field != KI_LOW,
+                  [](std::int32_t a, std::int32_t b) { return a < b; });
+    LeaveLock();
+}

@@ -1,0 +1,62 @@
+// Column helpers and property helpers shared by the indicator families.
+// Column helpers work on whole FenXi columns of rows 0..n-1, in row order,
+// and do nothing for n < 1.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "core/series.h"
+
+namespace fenxi {
+
+// FenXi[col] = Close * (10000.0 / unit).
+inline void ColumnFromClose(FENXIDATA* rows, int n, const UNIKDATA* bars, int unit, int col) {
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < n; ++i) rows[i].FenXi[col] = bars[i].Close * f;
+}
+
+// Exponential smoothing seeded with the first value: factor 2/(p+1).
+inline void ColumnEma(FENXIDATA* rows, int n, int src, int dst, int p) {
+    if (n < 1) return;
+    const double keep = Int32Term(std::int64_t{p} - 1);
+    const double div = Int32Term(std::int64_t{p} + 1);
+    rows[0].FenXi[dst] = rows[0].FenXi[src];
+    for (int i = 1; i < n; ++i) {
+        const double x = rows[i].FenXi[src];
+        rows[i].FenXi[dst] = (keep * rows[i - 1].FenXi[dst] + (x + x)) / div;
+    }
+}
+
+// Weighted smoothing seeded with the first value: weight 1 of p.
+inline void ColumnSmooth(FENXIDATA* rows, int n, int src, int dst, int p) {
+    if (n < 1) return;
+    const double keep = Int32Term(std::int64_t{p} - 1);
+    rows[0].FenXi[dst] = rows[0].FenXi[src];
+    for (int i = 1; i < n; ++i) rows[i].FenXi[dst] = (keep * rows[i - 1].FenXi[dst] + rows[i].FenXi[src]) / p;
+}
+
+inline void ColumnScale(FENXIDATA* rows, int n, int src, int dst, double factor) {
+    for (int i = 0; i < n; ++i) rows[i].FenXi[dst] = rows[i].FenXi[src] * factor;
+}
+
+// min(a, b) of two ints formed the engine's way (b may be a wrapped p - 1).
+inline std::int32_t MinPos(std::int32_t a, std::int64_t b) {
+    return std::min(a, static_cast<std::int32_t>(b));
+}
+
+// Format as a C string copy (text and its NUL).
+inline void SetFormat(FENXIDATA_PROPERTY* p, const char* text) { std::strcpy(p->Format, text); }
+
+// Format as an eight-byte store: the text, then zero bytes up to eight.
+inline void SetFormat8(FENXIDATA_PROPERTY* p, const char* text) {
+    char bytes[8] = {};
+    std::memcpy(bytes, text, std::strlen(text));
+    std::memcpy(p->Format, bytes, sizeof bytes);
+}
+
+// Rows for n bars plus `extra` work rows; never fewer than n.
+inline std::int64_t RowsWithExtra(int n, std::int64_t extra) { return std::int64_t{n} + std::max<std::int64_t>(extra, 0); }
+
+}  // namespace fenxi

@@ -1,0 +1,100 @@
+// MACD and RSI, built from whole-column helpers.
+#include <cmath>
+
+#include "indicators/columns.h"
+
+using namespace fenxi;
+
+namespace {
+
+// A property as the engine makes one on its stack for the rerunning updaters.
+CAnalysisTechniques::FENXIDATA_PROPERTY ScratchProperty() {
+    CAnalysisTechniques::FENXIDATA_PROPERTY p{};
+    p.Flag356 = 1;
+    return p;
+}
+
+// dst = a / b per row, 0.0 where b is 0.0.
+void ColumnRatio(FENXIDATA* rows, int n, int a, int b, int dst) {
+    for (int i = 0; i < n; ++i) {
+        const double d = rows[i].FenXi[b];
+        rows[i].FenXi[dst] = d == 0.0 ? 0.0 : rows[i].FenXi[a] / d;
+    }
+}
+
+}  // namespace
+
+void CAnalysisTechniques::GenerateMACD(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                       FENXIDATA_PROPERTY* property) {
+    FENXIDATA* rows = out = Acquire(RowsWithExtra(n, 2 * (std::int64_t{p1} + p2 + p3)));
+    if (n <= 0) return;  // the lock stays held, as the engine always did
+    if (rows == nullptr) return;
+    if (bars == nullptr || property == nullptr) {
+        LeaveLock();
+        return;
+    }
+    ResetProperty(property);
+    property->EndPos[5] = property->EndPos[6] = n;
+    property->LineStyle[0] = 4;
+    property->LineStyle[5] = property->LineStyle[6] = 3;
+    property->LineStyle[7] = 6;
+    property->ValueScale = 10000;
+    SetFormat(property, "%.2f");
+    rows[0].FenXi[0] = 0.0;
+
+    ColumnFromClose(rows, n, bars, unit, 1);
+    ColumnEma(rows, n, 1, 2, p1);
+    ColumnEma(rows, n, 1, 3, p2);
+    for (int i = 0; i < n; ++i) rows[i].FenXi[5] = rows[i].FenXi[2] - rows[i].FenXi[3];
+    ColumnEma(rows, n, 5, 6, p3);
+    for (int i = 0; i < n; ++i) rows[i].FenXi[7] = rows[i].FenXi[5] - rows[i].FenXi[6];
+    ColumnScale(rows, n, 7, 7, 2.0);
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateRSI(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2,
+                                      FENXIDATA_PROPERTY* property) {
+    if (n <= 0 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = out = Acquire(RowsWithExtra(n, 2 * (std::int64_t{p1} + p2)));
+    if (rows == nullptr) return;
+    ResetProperty(property);
+    property->StartPos[6] = property->StartPos[7] = std::min(n, 1);
+    property->EndPos[6] = property->EndPos[7] = n;
+    property->LineStyle[0] = property->LineStyle[1] = 4;
+    property->LineStyle[6] = property->LineStyle[7] = 3;
+    property->ValueScale = 100;
+    SetFormat(property, "%.2f");
+    rows[0].FenXi[0] = 3000.0;
+    rows[0].FenXi[1] = 7000.0;
+    rows[0].FenXi[8] = rows[0].FenXi[9] = 0.0;
+
+    const double f = PriceFactor(unit);
+    for (int i = 1; i < n; ++i) {
+        const double d = Int32Term(std::int64_t{bars[i].Close} - bars[i - 1].Close) * f;
+        rows[i].FenXi[8] = d > 0 ? d : 0.0;
+        rows[i].FenXi[9] = std::fabs(d);
+    }
+    ColumnSmooth(rows, n, 8, 4, p1);
+    ColumnSmooth(rows, n, 9, 5, p1);
+    ColumnRatio(rows, n, 4, 5, 6);
+    ColumnScale(rows, n, 6, 6, 100.0);
+    ColumnSmooth(rows, n, 8, 4, p2);
+    ColumnSmooth(rows, n, 9, 5, p2);
+    ColumnRatio(rows, n, 4, 5, 7);
+    ColumnScale(rows, n, 7, 7, 100.0);
+    for (int i = 0; i < n; ++i) {
+        rows[i].FenXi[6] *= 100.0;
+        rows[i].FenXi[7] *= 100.0;
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateMACD(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3) {
+    FENXIDATA_PROPERTY scratch = ScratchProperty();
+    GenerateMACD(bars, unit, rows, n, p1, p2, p3, &scratch);
+}
+
+void CAnalysisTechniques::UpdateRSI(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2) {
+    FENXIDATA_PROPERTY scratch = ScratchProperty();
+    GenerateRSI(bars, unit, rows, n, p1, p2, &scratch);
+}

@@ -1,0 +1,238 @@
+// Moving averages: MA1..MA7, MA channel, life line, SMA, EMA and updaters.
+#include "indicators/columns.h"
+
+using namespace fenxi;
+
+namespace {
+
+// Property entries the MA family writes; it never resets the property.
+void SetMaLine(FENXIDATA_PROPERTY* property, int line, int start, int n) {
+    property->StartPos[line] = start;
+    property->EndPos[line] = n;
+    property->LineStyle[line] = 3;
+}
+
+void SetPriceScale(FENXIDATA_PROPERTY* property) {
+    property->ValueScale = 10000;
+    SetFormat(property, "%.2f");
+    property->Flag352 = 1;
+}
+
+}  // namespace
+
+void CAnalysisTechniques::GenerateMALines(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, const int* periods,
+                                          int k, FENXIDATA_PROPERTY* property, bool firstLineShort) {
+    out = nullptr;
+    if (n < 1 || bars == nullptr || property == nullptr || k < 1 || k > 7) return;
+    property->StartPos[0] = 0;
+    property->LineStyle[0] = 0;
+    for (int j = 1; j <= k; ++j) SetMaLine(property, j, std::min(n, periods[j - 1]), n);
+    if (firstLineShort) property->StartPos[1] = std::min(periods[0], n - 1);
+    SetPriceScale(property);
+
+    FENXIDATA* rows = out = Acquire(n);
+    if (rows == nullptr) return;
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < n; ++i) {
+        rows[i].FenXi[0] = bars[i].Close * f;
+        for (int j = 1; j <= k; ++j) rows[i].FenXi[j] = sum(rows, n, i, periods[j - 1], 0) / periods[j - 1];
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateMALines(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const int* periods,
+                                        int k) {
+    if (!CanUpdate(bars, rows, n)) return;
+    const int i = n - 1;
+    rows[i].FenXi[0] = bars[i].Close * PriceFactor(unit);
+    for (int j = 1; j <= k; ++j) rows[i].FenXi[j] = sum(rows, n, i, periods[j - 1], 0) / periods[j - 1];
+}
+
+void CAnalysisTechniques::GenerateMA1(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1,
+                                      FENXIDATA_PROPERTY* property, int) {
+    const int p[] = {p1};
+    GenerateMALines(bars, unit, out, n, p, 1, property, true);
+}
+
+void CAnalysisTechniques::GenerateMA2(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2,
+                                      FENXIDATA_PROPERTY* property, int) {
+    const int p[] = {p1, p2};
+    GenerateMALines(bars, unit, out, n, p, 2, property, false);
+}
+
+void CAnalysisTechniques::GenerateMA3(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                      FENXIDATA_PROPERTY* property, int) {
+    const int p[] = {p1, p2, p3};
+    GenerateMALines(bars, unit, out, n, p, 3, property, false);
+}
+
+void CAnalysisTechniques::GenerateMA4(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                      int p4, FENXIDATA_PROPERTY* property, int) {
+    const int p[] = {p1, p2, p3, p4};
+    GenerateMALines(bars, unit, out, n, p, 4, property, false);
+}
+
+void CAnalysisTechniques::GenerateMA5(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                      int p4, int p5, FENXIDATA_PROPERTY* property, int) {
+    const int p[] = {p1, p2, p3, p4, p5};
+    GenerateMALines(bars, unit, out, n, p, 5, property, false);
+}
+
+void CAnalysisTechniques::GenerateMA6(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                      int p4, int p5, int p6, FENXIDATA_PROPERTY* property, int) {
+    const int p[] = {p1, p2, p3, p4, p5, p6};
+    GenerateMALines(bars, unit, out, n, p, 6, property, false);
+}
+
+void CAnalysisTechniques::GenerateMA7(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                      int p4, int p5, int p6, int p7, FENXIDATA_PROPERTY* property, int) {
+    const int p[] = {p1, p2, p3, p4, p5, p6, p7};
+    GenerateMALines(bars, unit, out, n, p, 7, property, false);
+}
+
+void CAnalysisTechniques::UpdateMA1(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1) {
+    const int p[] = {p1};
+    UpdateMALines(bars, unit, rows, n, p, 1);
+}
+
+void CAnalysisTechniques::UpdateMA2(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2) {
+    const int p[] = {p1, p2};
+    UpdateMALines(bars, unit, rows, n, p, 2);
+}
+
+void CAnalysisTechniques::UpdateMA3(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3) {
+    const int p[] = {p1, p2, p3};
+    UpdateMALines(bars, unit, rows, n, p, 3);
+}
+
+void CAnalysisTechniques::UpdateMA5(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3,
+                                    int p4, int p5) {
+    const int p[] = {p1, p2, p3, p4, p5};
+    UpdateMALines(bars, unit, rows, n, p, 5);
+}
+
+void CAnalysisTechniques::GenerateMAChanel(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p,
+                                           FENXIDATA_PROPERTY* property, int) {
+    out = nullptr;
+    if (n < 1 || bars == nullptr || property == nullptr) return;
+    for (int c = 0; c < 4; ++c) {
+        property->StartPos[c] = 0;
+        property->LineStyle[c] = 0;
+        SetMaLine(property, 4 + c, std::min(n, p), n);
+    }
+    SetPriceScale(property);
+
+    FENXIDATA* rows = out = Acquire(n);
+    if (rows == nullptr) return;
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < n; ++i) {
+        double* v = rows[i].FenXi;
+        v[0] = bars[i].Open * f;
+        v[1] = bars[i].High * f;
+        v[2] = bars[i].Low * f;
+        v[3] = bars[i].Close * f;
+        for (int c = 0; c < 4; ++c) v[4 + c] = sum(rows, n, i, p, c) / p;
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateLifeLine(UNIKDATA* bars, int unit, FENXIDATA*& out, int n,
+                                           FENXIDATA_PROPERTY* property, int) {
+    out = nullptr;
+    if (n < 1 || bars == nullptr || property == nullptr) return;
+    property->StartPos[0] = 0;
+    property->LineStyle[0] = 0;
+    SetMaLine(property, 1, std::min(n, 65), n);
+    SetMaLine(property, 2, std::min(n, 130), n);
+    property->LineOption2[1] = 2;
+    property->LineOption2[2] = 2;
+    SetPriceScale(property);
+
+    FENXIDATA* rows = out = Acquire(n);
+    if (rows == nullptr) return;
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < n; ++i) {
+        // Mid price of high and close, the pair summed as 32-bit integers.
+        rows[i].FenXi[0] = Int32Term(std::int64_t{bars[i].High} + bars[i].Close) * f * 0.5;
+        rows[i].FenXi[1] = sum(rows, n, i, 65, 0) / 65.0;
+        rows[i].FenXi[2] = sum(rows, n, i, 130, 0) / 130.0;
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateSMA(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                      int p4, int p5, FENXIDATA_PROPERTY* property, int) {
+    out = nullptr;
+    if (n < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = out = Acquire(n);
+    if (rows == nullptr) return;
+    const int p[] = {p1, p2, p3, p4, p5};
+    property->Flag355 = 0;
+    std::memset(property->StartPos + 6, 0, 15 * sizeof(std::int32_t));
+    std::memset(property->LineStyle, 0, sizeof property->LineStyle);
+    property->Flag356 = 1;
+    property->StartPos[0] = 0;
+    for (int j = 1; j <= 5; ++j) SetMaLine(property, j, std::min(n, p[j - 1]), n);
+    property->ValueScale = 10000;
+    SetFormat8(property, "%.2f");
+    property->Flag352 = 1;
+
+    const double f = PriceFactor(unit);
+    const double first = bars[0].Close * f;
+    for (int j = 0; j <= 5; ++j) rows[0].FenXi[j] = first;
+    for (int i = 1; i < n; ++i) {
+        const double x = bars[i].Close * f;
+        rows[i].FenXi[0] = x;
+        for (int j = 1; j <= 5; ++j)
+            rows[i].FenXi[j] = (Int32Term(std::int64_t{p[j - 1]} - 1) * rows[i - 1].FenXi[j] + x) / p[j - 1];
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateSMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3,
+                                    int p4, int p5) {
+    if (!CanUpdate(bars, rows, n)) return;
+    const int p[] = {p1, p2, p3, p4, p5};
+    const int i = n - 1;
+    const double raw = bars[i].Close;  // raw scale, without the unit factor
+    rows[i].FenXi[0] = raw;
+    if (n == 1) {
+        for (int j = 1; j <= 5; ++j) rows[0].FenXi[j] = bars[0].Close * PriceFactor(unit);
+        return;
+    }
+    for (int j = 1; j <= 5; ++j)
+        rows[i].FenXi[j] = (Int32Term(std::int64_t{p[j - 1]} - 1) * rows[i - 1].FenXi[j] + raw) / p[j - 1];
+}
+
+void CAnalysisTechniques::GenerateEMA(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p,
+                                      FENXIDATA_PROPERTY* property, int) {
+    out = nullptr;
+    if (n < 1 || bars == nullptr || property == nullptr) return;
+    property->Flag355 = 0;
+    std::memset(property->StartPos + 2, 0, 19 * sizeof(std::int32_t));
+    std::memset(property->LineStyle, 0, sizeof property->LineStyle);
+    property->Flag356 = 1;
+    property->StartPos[0] = 0;
+    SetMaLine(property, 1, std::min(n, p), n);
+    property->ValueScale = 10000;
+    SetFormat8(property, "%.2f");
+    property->Flag352 = 1;
+
+    FENXIDATA* rows = out = Acquire(n);
+    if (rows == nullptr) return;
+    ColumnFromClose(rows, n, bars, unit, 0);
+    ColumnEma(rows, n, 0, 1, p);
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateEMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p) {
+    if (!CanUpdate(bars, rows, n)) return;
+    const int i = n - 1;
+    const double x = bars[i].Close * PriceFactor(unit);
+    rows[i].FenXi[0] = x;
+    if (n == 1) {
+        rows[0].FenXi[1] = x;
+        return;
+    }
+    rows[i].FenXi[1] = (Int32Term(std::int64_t{p} - 1) * rows[i - 1].FenXi[1] + 2 * x) / Int32Term(std::int64_t{p} + 1);
+}

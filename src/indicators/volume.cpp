@@ -1,0 +1,156 @@
+// Volume lines: VOL1, VOL, OBV, VR, WVAD and their updaters.
+#include "indicators/columns.h"
+
+using namespace fenxi;
+
+namespace {
+
+void SetCountScale(FENXIDATA_PROPERTY* property, const char* format) {
+    property->ValueScale = 1;
+    SetFormat(property, format);
+}
+
+// Body over range of one bar: FenXi[1] = converted (close - open),
+// FenXi[2] = converted (high - low), differences formed in 32-bit integers.
+void BodyAndRange(const UNIKDATA& bar, double f, FENXIDATA& row) {
+    row.FenXi[1] = Int32Term(std::int64_t{bar.Close} - bar.Open) * f;
+    row.FenXi[2] = Int32Term(std::int64_t{bar.High} - bar.Low) * f;
+}
+
+// Sum over bars i down to i-period+1 of body/range * amount / 100000, bars
+// without range or with amount <= 0 left out.
+double WvadSum(const UNIKDATA* bars, const FENXIDATA* rows, int i, int period) {
+    double total = 0.0;
+    for (int j = i; j > i - period; --j) {
+        const double range = rows[j].FenXi[2];
+        if (range == 0.0 || bars[j].Amount <= 0) continue;
+        total += rows[j].FenXi[1] / range * bars[j].Amount / 100000.0;
+    }
+    return total;
+}
+
+}  // namespace
+
+void CAnalysisTechniques::GenerateVOL1(UNIKDATA* bars, int, FENXIDATA*& out, int count,
+                                       FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = out = Acquire(count);
+    if (rows == nullptr) return;
+    ResetProperty(property);
+    property->StartPos[0] = 0;
+    property->LineStyle[0] = 11;
+    SetCountScale(property, "%.0f");
+    for (int i = 0; i < count; ++i) rows[i].FenXi[0] = static_cast<double>(bars[i].Volume);
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateVOL(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period1, int period2,
+                                      FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = out = Acquire(count);
+    if (rows == nullptr) return;
+    ResetProperty(property);
+    property->StartPos[0] = 0;
+    property->StartPos[2] = MinPos(count, std::int64_t{period1} - 1);
+    property->StartPos[3] = MinPos(count, std::int64_t{period2} - 1);
+    property->EndPos[2] = property->EndPos[3] = count;
+    property->LineStyle[0] = 11;
+    property->LineStyle[2] = property->LineStyle[3] = 3;
+    SetCountScale(property, "%.0f");
+    for (int i = 0; i < count; ++i) {
+        rows[i].FenXi[0] = static_cast<double>(bars[i].Volume);
+        rows[i].FenXi[2] = sum(rows, count, i, period1, 0) / period1;
+        rows[i].FenXi[3] = sum(rows, count, i, period2, 0) / period2;
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateOBV(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period,
+                                      FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr || period < 0) return;
+    FENXIDATA* rows = out = Acquire(count);
+    if (rows == nullptr) return;
+    ResetProperty(property);
+    property->StartPos[0] = 1;
+    property->StartPos[1] = std::min(count, period);
+    property->EndPos[0] = property->EndPos[1] = count;
+    property->LineStyle[0] = property->LineStyle[1] = 3;
+    SetCountScale(property, "%.2f");
+
+    rows[0].FenXi[0] = 0.0;
+    for (int i = 1; i < count; ++i) {
+        const double prev = rows[i - 1].FenXi[0];
+        const double vol = static_cast<double>(bars[i].Volume);
+        if (bars[i].Close > bars[i - 1].Close)
+            rows[i].FenXi[0] = prev + vol;
+        else if (bars[i].Close < bars[i - 1].Close)
+            rows[i].FenXi[0] = prev - vol;
+        else
+            rows[i].FenXi[0] = prev;
+    }
+    for (int i = 1; i < count; ++i) rows[i].FenXi[0] /= 100.0;
+    if (period < count)
+        for (int i = period; i < count; ++i) rows[i].FenXi[1] = sum(rows, count, i, period, 0) / period;
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateVR(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                                     FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr || period < 0) return;
+    FENXIDATA* rows = out = Acquire(count);
+    if (rows == nullptr) return;
+    ResetProperty(property);
+    property->StartPos[0] = std::min(count, period);
+    property->EndPos[0] = count;
+    property->LineStyle[0] = 3;
+    SetCountScale(property, "%.2f");
+
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < std::min(period, count); ++i) rows[i].FenXi[0] = 0.0;
+    for (int i = period; i < count; ++i) {
+        double up = 0.0, down = 0.0, flat = 0.0;
+        for (int j = i - 1; j >= i - period; --j) {  // the bar itself is not in its span
+            const double money = f * bars[j].Close * static_cast<double>(bars[j].Volume);
+            if (bars[j].Close > bars[j].Open)
+                up += money;
+            else if (bars[j].Close < bars[j].Open)
+                down += money;
+            else
+                flat += money;
+        }
+        rows[i].FenXi[0] = down + flat == 0.0 ? 0.0 : (up + flat) / (down + flat) * 100.0;
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                                       FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr || period < 1) return;
+    FENXIDATA* rows = out = Acquire(count);
+    if (rows == nullptr) return;
+    ResetProperty(property);
+    property->StartPos[3] = MinPos(count, std::int64_t{period} - 1);
+    property->EndPos[3] = count;
+    property->LineStyle[0] = 4;
+    property->LineStyle[3] = 3;
+    SetCountScale(property, "%.2f");
+
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < count; ++i) BodyAndRange(bars[i], f, rows[i]);
+    rows[0].FenXi[0] = 0.0;
+    for (int i = 0; i < std::min(period - 1, count); ++i) rows[i].FenXi[3] = 0.0;
+    for (int i = period - 1; i < count; ++i) rows[i].FenXi[3] = WvadSum(bars, rows, i, period);
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period) {
+    if (!CanUpdate(bars, out, count)) return;
+    const int i = count - 1;
+    BodyAndRange(bars[i], PriceFactor(unit), out[i]);
+    out[i].FenXi[3] = (i < period - 1 || period < 1) ? 0.0 : WvadSum(bars, out, i, period);
+}
+
+void CAnalysisTechniques::UpdateVOL1(UNIKDATA*, int, FENXIDATA*&, int) {}
+void CAnalysisTechniques::UpdateOBV(UNIKDATA*, int, FENXIDATA*&, int) {}
+void CAnalysisTechniques::UpdateVOL(UNIKDATA*, int, FENXIDATA*&, int, int, int) {}
+void CAnalysisTechniques::UpdateVR(UNIKDATA*, int, FENXIDATA*&, int, int) {}

@@ -1,0 +1,216 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "bars.h"
+
+using namespace testbars;
+using FENXIDATA = CAnalysisTechniques::FENXIDATA;
+using PROPERTY = CAnalysisTechniques::FENXIDATA_PROPERTY;
+
+namespace {
+
+PROPERTY Dirty() {
+    PROPERTY p;
+    std::memset(&p, 0x5A, sizeof p);
+    return p;
+}
+
+}  // namespace
+
+TEST(MovingAverage, LinesStartAtFullWindowWithExactMean) {
+    auto bars = Closes({10, 20, 30, 40, 50});
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    PROPERTY p = Dirty();
+    e.GenerateMA2(bars.data(), 10000, rows, 5, 3, 5, &p);
+    ASSERT_NE(rows, nullptr);
+    const double ma3[] = {0, 0, 20, 30, 40}, ma5[] = {0, 0, 0, 0, 30};
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(rows[i].FenXi[0], 10.0 * (i + 1));
+        EXPECT_EQ(rows[i].FenXi[1], ma3[i]);
+        EXPECT_EQ(rows[i].FenXi[2], ma5[i]);
+    }
+    EXPECT_EQ(p.StartPos[1], 3);
+    EXPECT_EQ(p.StartPos[2], 5);
+    EXPECT_EQ(p.EndPos[2], 5);
+    EXPECT_EQ(p.EndPos[0], 0x5A5A5A5A);  // not written
+    EXPECT_EQ(p.StartPos[3], 0x5A5A5A5A);  // the MA family never resets
+    EXPECT_EQ(p.LineStyle[0], 0);
+    EXPECT_EQ(p.LineStyle[2], 3);
+    EXPECT_EQ(p.LineStyle[3], 0x5A);
+    EXPECT_EQ(p.ValueScale, 10000);
+    EXPECT_STREQ(p.Format, "%.2f");
+    EXPECT_EQ(p.Format[5], 0x5A);  // a string copy, not an 8-byte store
+    EXPECT_EQ(p.Flag352, 1);
+}
+
+TEST(MovingAverage, Ma1StartIsOneShortOfTheOthers) {
+    auto bars = Closes({1, 2, 3, 4, 5});
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    PROPERTY p1{}, p2{};
+    e.GenerateMA1(bars.data(), 100, rows, 5, 10, &p1);
+    e.GenerateMA2(bars.data(), 100, rows, 5, 10, 10, &p2);
+    EXPECT_EQ(p1.StartPos[1], 4);
+    EXPECT_EQ(p2.StartPos[1], 5);
+    e.GenerateMA1(bars.data(), 100, rows, 5, 2, &p1);
+    EXPECT_EQ(p1.StartPos[1], 2);
+}
+
+TEST(MovingAverage, GuardsNullOutFirst) {
+    auto bars = Closes({1});
+    CAnalysisTechniques e;
+    FENXIDATA* rows = reinterpret_cast<FENXIDATA*>(0x10);
+    PROPERTY p = Dirty();
+    e.GenerateMA3(bars.data(), 100, rows, 0, 1, 2, 3, &p);
+    EXPECT_EQ(rows, nullptr);
+    EXPECT_EQ(p.StartPos[0], 0x5A5A5A5A);
+    rows = reinterpret_cast<FENXIDATA*>(0x10);
+    e.GenerateEMA(nullptr, 100, rows, 1, 3, &p);
+    EXPECT_EQ(rows, nullptr);
+    e.GenerateMA1(bars.data(), 100, rows, 1, 1, nullptr);
+    EXPECT_EQ(rows, nullptr);
+}
+
+TEST(MovingAverage, SevenLinesConvertWithTheUnitFactor) {
+    auto bars = Closes({7, 7, 7, 7, 7, 7, 7});
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    PROPERTY p{};
+    e.GenerateMA7(bars.data(), 3, rows, 7, 1, 2, 3, 4, 5, 6, 7, &p);
+    const double c = 7 * (10000.0 / 3);  // 23333.333333333336, not 70000.0 / 3
+    for (int j = 1; j <= 7; ++j) {
+        double total = 0.0;
+        for (int k = 0; k < j; ++k) total += c;
+        EXPECT_EQ(rows[6].FenXi[j], total / j) << j;
+        if (j >= 2) {
+            EXPECT_EQ(rows[j - 2].FenXi[j], 0.0) << j;
+        }
+        EXPECT_EQ(p.StartPos[j], j);
+    }
+}
+
+TEST(MovingAverage, ChannelAveragesEachPrice) {
+    std::vector<UNIKDATA> bars = {Bar(10, 30, 5, 20), Bar(20, 40, 10, 30), Bar(40, 50, 20, 30)};
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    PROPERTY p{};
+    e.GenerateMAChanel(bars.data(), 10000, rows, 3, 2, &p);
+    const double want[3][8] = {{10, 30, 5, 20, 0, 0, 0, 0}, {20, 40, 10, 30, 15, 35, 7.5, 25},
+                               {40, 50, 20, 30, 30, 45, 15, 30}};
+    for (int i = 0; i < 3; ++i)
+        for (int c = 0; c < 8; ++c) EXPECT_EQ(rows[i].FenXi[c], want[i][c]) << i << "," << c;
+    EXPECT_EQ(p.StartPos[3], 0);
+    EXPECT_EQ(p.StartPos[4], 2);
+    EXPECT_EQ(p.LineStyle[3], 0);
+    EXPECT_EQ(p.LineStyle[7], 3);
+}
+
+TEST(MovingAverage, LifeLineUsesHighAndClose) {
+    std::vector<UNIKDATA> bars(140);
+    for (int i = 0; i < 140; ++i) bars[i] = Bar(0, 200 + i, 0, 100 + i);
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    PROPERTY p{};
+    e.GenerateLifeLine(bars.data(), 100, rows, 60, &p);
+    EXPECT_EQ(rows[59].FenXi[0], (200 + 59 + 100 + 59) * 100.0 * 0.5);
+    EXPECT_EQ(rows[59].FenXi[1], 0.0);
+    EXPECT_EQ(p.StartPos[1], 60);
+    EXPECT_EQ(p.StartPos[2], 60);
+    EXPECT_EQ(p.LineOption2[1], 2);
+    EXPECT_EQ(p.LineOption2[2], 2);
+    e.GenerateLifeLine(bars.data(), 100, rows, 140, &p);
+    // Mid prices are 15000 + 100 i; the 65-bar mean at i = 64 is 15000 + 3200.
+    EXPECT_EQ(rows[64].FenXi[1], 18200.0);
+    EXPECT_EQ(rows[128].FenXi[2], 0.0);
+    EXPECT_EQ(rows[129].FenXi[2], 15000.0 + 6450.0);
+    EXPECT_EQ(p.StartPos[2], 130);
+}
+
+TEST(MovingAverage, SmoothingsHaveNoWarmUp) {
+    auto bars = Closes({10, 20});
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    PROPERTY p = Dirty();
+    e.GenerateSMA(bars.data(), 10000, rows, 2, 3, 1, 2, 4, 5, &p);
+    for (int j = 0; j <= 5; ++j) EXPECT_EQ(rows[0].FenXi[j], 10.0);
+    EXPECT_EQ(rows[1].FenXi[1], (2 * 10.0 + 20) / 3);
+    EXPECT_EQ(rows[1].FenXi[2], 20.0);
+    EXPECT_EQ(rows[1].FenXi[3], 15.0);
+    EXPECT_EQ(p.StartPos[1], 2);
+    EXPECT_EQ(p.StartPos[6], 0);
+    EXPECT_EQ(std::memcmp(p.Format, "%.2f\0\0\0\0", 8), 0);
+    EXPECT_EQ(p.Format[8], 0x5A);
+    EXPECT_EQ(p.EndPos[6], 0x5A5A5A5A);
+
+    e.GenerateEMA(bars.data(), 10000, rows, 2, 3, &p);
+    EXPECT_EQ(rows[0].FenXi[1], 10.0);
+    EXPECT_EQ(rows[1].FenXi[1], (2 * 10.0 + 40) / 4);
+    EXPECT_EQ(p.StartPos[1], 2);
+    EXPECT_EQ(p.LineStyle[2], 0);
+}
+
+// An updater called after the generator ran over every bar, with the newest
+// row wiped, must rebuild that row as the generator did.
+TEST(MovingAverage, UpdatersRebuildTheNewestRow) {
+    auto all = Sample();
+    const int n = 400;
+    for (int unit : {100, 10000, 3}) {
+        CAnalysisTechniques e;
+        FENXIDATA* rows = nullptr;
+        PROPERTY p{};
+        auto check = [&](auto generate, auto update, int lines, bool rawScale) {
+            generate(n);
+            const FENXIDATA want = rows[n - 1];
+            std::memset(rows[n - 1].FenXi, 0, sizeof rows[n - 1].FenXi);
+            update(n);
+            for (int j = 0; j <= lines; ++j) {
+                if (rawScale && unit != 10000) continue;
+                EXPECT_EQ(rows[n - 1].FenXi[j], want.FenXi[j]) << "unit " << unit << " line " << j;
+            }
+        };
+        UNIKDATA* b = all.data();
+        check([&](int m) { e.GenerateMA1(b, unit, rows, m, 5, &p); }, [&](int m) { e.UpdateMA1(b, unit, rows, m, 5); }, 1,
+              false);
+        check([&](int m) { e.GenerateMA2(b, unit, rows, m, 5, 60, &p); },
+              [&](int m) { e.UpdateMA2(b, unit, rows, m, 5, 60); }, 2, false);
+        check([&](int m) { e.GenerateMA3(b, unit, rows, m, 1, 7, 399, &p); },
+              [&](int m) { e.UpdateMA3(b, unit, rows, m, 1, 7, 399); }, 3, false);
+        check([&](int m) { e.GenerateMA5(b, unit, rows, m, 2, 3, 5, 8, 500, &p); },
+              [&](int m) { e.UpdateMA5(b, unit, rows, m, 2, 3, 5, 8, 500); }, 5, false);
+        check([&](int m) { e.GenerateEMA(b, unit, rows, m, 12, &p); }, [&](int m) { e.UpdateEMA(b, unit, rows, m, 12); },
+              1, false);
+        check([&](int m) { e.GenerateSMA(b, unit, rows, m, 2, 3, 5, 8, 13, &p); },
+              [&](int m) { e.UpdateSMA(b, unit, rows, m, 2, 3, 5, 8, 13); }, 5, true);
+    }
+}
+
+TEST(MovingAverage, UpdateSmaKeepsTheRawScale) {
+    auto bars = Closes({1234, 1240});
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    PROPERTY p{};
+    e.GenerateSMA(bars.data(), 100, rows, 2, 3, 3, 3, 3, 3, &p);
+    e.UpdateSMA(bars.data(), 100, rows, 2, 3, 3, 3, 3, 3);
+    EXPECT_EQ(rows[1].FenXi[0], 1240.0);  // the generator stored 124000.0
+    EXPECT_EQ(rows[1].FenXi[1], (2 * 123400.0 + 1240.0) / 3);
+    e.UpdateSMA(bars.data(), 100, rows, 1, 3, 3, 3, 3, 3);
+    EXPECT_EQ(rows[0].FenXi[0], 1234.0);
+    EXPECT_EQ(rows[0].FenXi[5], 123400.0);
+}
+
+TEST(MovingAverage, UpdatersRefuseRowsTheyDoNotHave) {
+    auto bars = Closes({1, 2, 3, 4});
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    PROPERTY p{};
+    e.GenerateMA1(bars.data(), 100, rows, 2, 2, &p);
+    const double before = rows[1].FenXi[1];
+    e.UpdateMA1(bars.data(), 100, rows, 4, 2);  // would write row 3 of a 2-row block
+    EXPECT_EQ(rows[1].FenXi[1], before);
+    FENXIDATA* none = nullptr;
+    e.UpdateEMA(bars.data(), 100, none, 1, 2);
+    e.UpdateSMA(nullptr, 100, rows, 1, 2, 2, 2, 2, 2);
+    EXPECT_EQ(rows[0].FenXi[0], 100.0);
+}
