@@ -213,11 +213,16 @@ private:
     // Rows for at least `count` bars with the lock held; null (lock left)
     // when the request cannot be met.
     FENXIDATA* Acquire(std::int64_t count);
+    // Acquire, then the property reset: the opening of most generators.
+    FENXIDATA* AcquireReset(FENXIDATA*& out, std::int64_t count, FENXIDATA_PROPERTY* property);
     // Leaves the lock once, if the engine uses it.
     void LeaveLock();
     // Flag355 = 0, StartPos[] = 0, LineStyle[] = 0, Flag356 = 1.
     static void ResetProperty(FENXIDATA_PROPERTY* property);
 
+    // Shared body of GenerateHHV and GenerateLLV.
+    void GenerateExtreme(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field, int period,
+                         FENXIDATA_PROPERTY* property, bool highest);
     // Shared bodies of the MA family.
     void GenerateMALines(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, const int* periods, int k,
                          FENXIDATA_PROPERTY* property, bool firstLineShort);

@@ -48,6 +48,13 @@ CAnalysisTechniques::FENXIDATA* CAnalysisTechniques::Acquire(std::int64_t count)
     return State->Buffer.Acquire(count);
 }
 
+CAnalysisTechniques::FENXIDATA* CAnalysisTechniques::AcquireReset(FENXIDATA*& out, std::int64_t count,
+                                                                  FENXIDATA_PROPERTY* property) {
+    out = Acquire(count);
+    if (out != nullptr) ResetProperty(property);
+    return out;
+}
+
 void CAnalysisTechniques::LeaveLock() { State->Buffer.Leave(); }
 
 bool CAnalysisTechniques::CanUpdate(const UNIKDATA* bars, const FENXIDATA* rows, int n) const {

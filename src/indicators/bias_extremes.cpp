@@ -33,10 +33,9 @@ void ExtremeColumn(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, i
 void CAnalysisTechniques::GenerateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1,
                                        int period2, int period3, FENXIDATA_PROPERTY* property) {
     if (count <= 0 || bars == nullptr || property == nullptr) return;
-    FENXIDATA* rows = out = Acquire(count);
+    FENXIDATA* rows = AcquireReset(out, count, property);
     if (rows == nullptr) return;
     const int p[] = {period1, period2, period3};
-    ResetProperty(property);
     for (int k = 0; k < 3; ++k) {
         property->StartPos[k] = MinPos(count, std::int64_t{p[k]} - 1);
         property->EndPos[k] = count;
@@ -55,32 +54,29 @@ void CAnalysisTechniques::UpdateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out, 
     for (int k = 0; k < 3; ++k) BiasColumn(bars, unit, out, count, count - 1, p[k], k);
 }
 
-void CAnalysisTechniques::GenerateHHV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field,
-                                      int period, FENXIDATA_PROPERTY* property) {
+void CAnalysisTechniques::GenerateExtreme(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field,
+                                          int period, FENXIDATA_PROPERTY* property, bool highest) {
     if (period < 0 || count < 1 || bars == nullptr || property == nullptr) return;
-    FENXIDATA* rows = out = Acquire(count);
+    FENXIDATA* rows = AcquireReset(out, count, property);
     if (rows == nullptr) return;
-    ResetProperty(property);
     property->StartPos[0] = MinPos(count, std::int64_t{period} - 1);
     property->LineStyle[0] = 3;
     property->ValueScale = 100;
     SetFormat(property, "%.2f");
-    ExtremeColumn(bars, unit, rows, count, field, period, true, [](std::int32_t a, std::int32_t b) { return a > b; });
+    if (highest)
+        ExtremeColumn(bars, unit, rows, count, field, period, true, [](std::int32_t a, std::int32_t b) { return a > b; });
+    else  // the low is stored as the raw integer, unlike every other field
+        ExtremeColumn(bars, unit, rows, count, field, period, field != KI_LOW,
+                      [](std::int32_t a, std::int32_t b) { return a < b; });
     LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateHHV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field,
+                                      int period, FENXIDATA_PROPERTY* property) {
+    GenerateExtreme(bars, unit, out, count, field, period, property, true);
 }
 
 void CAnalysisTechniques::GenerateLLV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field,
                                       int period, FENXIDATA_PROPERTY* property) {
-    if (period < 0 || count < 1 || bars == nullptr || property == nullptr) return;
-    FENXIDATA* rows = out = Acquire(count);
-    if (rows == nullptr) return;
-    ResetProperty(property);
-    property->StartPos[0] = MinPos(count, std::int64_t{period} - 1);
-    property->LineStyle[0] = 3;
-    property->ValueScale = 100;
-    SetFormat(property, "%.2f");
-    // The low is stored as the raw integer, unlike every other field.
-    ExtremeColumn(bars, unit, rows, count, field, period, field != KI_LOW,
-                  [](std::int32_t a, std::int32_t b) { return a < b; });
-    LeaveLock();
+    GenerateExtreme(bars, unit, out, count, field, period, property, false);
 }

@@ -55,9 +55,8 @@ void CAnalysisTechniques::GenerateMACD(UNIKDATA* bars, int unit, FENXIDATA*& out
 void CAnalysisTechniques::GenerateRSI(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2,
                                       FENXIDATA_PROPERTY* property) {
     if (n <= 0 || bars == nullptr || property == nullptr) return;
-    FENXIDATA* rows = out = Acquire(RowsWithExtra(n, 2 * (std::int64_t{p1} + p2)));
+    FENXIDATA* rows = AcquireReset(out, RowsWithExtra(n, 2 * (std::int64_t{p1} + p2)), property);
     if (rows == nullptr) return;
-    ResetProperty(property);
     property->StartPos[6] = property->StartPos[7] = std::min(n, 1);
     property->EndPos[6] = property->EndPos[7] = n;
     property->LineStyle[0] = property->LineStyle[1] = 4;

@@ -34,9 +34,8 @@ double WvadSum(const UNIKDATA* bars, const FENXIDATA* rows, int i, int period) {
 void CAnalysisTechniques::GenerateVOL1(UNIKDATA* bars, int, FENXIDATA*& out, int count,
                                        FENXIDATA_PROPERTY* property) {
     if (count < 1 || bars == nullptr || property == nullptr) return;
-    FENXIDATA* rows = out = Acquire(count);
+    FENXIDATA* rows = AcquireReset(out, count, property);
     if (rows == nullptr) return;
-    ResetProperty(property);
     property->StartPos[0] = 0;
     property->LineStyle[0] = 11;
     SetCountScale(property, "%.0f");
@@ -47,9 +46,8 @@ void CAnalysisTechniques::GenerateVOL1(UNIKDATA* bars, int, FENXIDATA*& out, int
 void CAnalysisTechniques::GenerateVOL(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period1, int period2,
                                       FENXIDATA_PROPERTY* property) {
     if (count < 1 || bars == nullptr || property == nullptr) return;
-    FENXIDATA* rows = out = Acquire(count);
+    FENXIDATA* rows = AcquireReset(out, count, property);
     if (rows == nullptr) return;
-    ResetProperty(property);
     property->StartPos[0] = 0;
     property->StartPos[2] = MinPos(count, std::int64_t{period1} - 1);
     property->StartPos[3] = MinPos(count, std::int64_t{period2} - 1);
@@ -68,9 +66,8 @@ void CAnalysisTechniques::GenerateVOL(UNIKDATA* bars, int, FENXIDATA*& out, int 
 void CAnalysisTechniques::GenerateOBV(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period,
                                       FENXIDATA_PROPERTY* property) {
     if (count < 1 || bars == nullptr || property == nullptr || period < 0) return;
-    FENXIDATA* rows = out = Acquire(count);
+    FENXIDATA* rows = AcquireReset(out, count, property);
     if (rows == nullptr) return;
-    ResetProperty(property);
     property->StartPos[0] = 1;
     property->StartPos[1] = std::min(count, period);
     property->EndPos[0] = property->EndPos[1] = count;
@@ -97,9 +94,8 @@ void CAnalysisTechniques::GenerateOBV(UNIKDATA* bars, int, FENXIDATA*& out, int 
 void CAnalysisTechniques::GenerateVR(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
                                      FENXIDATA_PROPERTY* property) {
     if (count < 1 || bars == nullptr || property == nullptr || period < 0) return;
-    FENXIDATA* rows = out = Acquire(count);
+    FENXIDATA* rows = AcquireReset(out, count, property);
     if (rows == nullptr) return;
-    ResetProperty(property);
     property->StartPos[0] = std::min(count, period);
     property->EndPos[0] = count;
     property->LineStyle[0] = 3;
@@ -126,9 +122,8 @@ void CAnalysisTechniques::GenerateVR(UNIKDATA* bars, int unit, FENXIDATA*& out, 
 void CAnalysisTechniques::GenerateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
                                        FENXIDATA_PROPERTY* property) {
     if (count < 1 || bars == nullptr || property == nullptr || period < 1) return;
-    FENXIDATA* rows = out = Acquire(count);
+    FENXIDATA* rows = AcquireReset(out, count, property);
     if (rows == nullptr) return;
-    ResetProperty(property);
     property->StartPos[3] = MinPos(count, std::int64_t{period} - 1);
     property->EndPos[3] = count;
     property->LineStyle[0] = 4;
