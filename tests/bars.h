@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "fenxi/fenxi.h"
 
 namespace testbars {
@@ -55,6 +57,26 @@ inline std::vector<UNIKDATA> Sample() {
         bars.push_back(b);
     }
     return bars;
+}
+
+}  // namespace testbars
+
+namespace testbars {
+
+// Runs `generate(n)`, wipes the newest row's lines, runs `update(n)` and
+// expects each of `lines` to be rebuilt bit for bit.
+template <class Generate, class Update>
+void ExpectUpdateRebuilds(CAnalysisTechniques::FENXIDATA*& rows, int n, Generate generate, Update update,
+                          std::initializer_list<int> lines, const char* what) {
+    generate(n);
+    const CAnalysisTechniques::FENXIDATA want = rows[n - 1];
+    for (int c : lines) rows[n - 1].FenXi[c] = -12345.0;
+    update(n);
+    for (int c : lines) {
+        const double got = rows[n - 1].FenXi[c];
+        if (!(got == want.FenXi[c] || (got != got && want.FenXi[c] != want.FenXi[c])))
+            ADD_FAILURE() << what << " line " << c << ": " << got << " != " << want.FenXi[c];
+    }
 }
 
 }  // namespace testbars

@@ -209,6 +209,69 @@ public:
     void UpdateVR(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
     void UpdateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
 
+    // Stochastics, x100 with ValueScale 100. KDJ: RSV (2), K (3), D (4),
+    // J (5); returns early unless n, p1, p2 and p3 are all >= 1. KD: seeded
+    // from the previous RSV, rows 0-1 scale what the buffer held. WR: %R of
+    // p1 (3), p2 (4) and, when p3 > 0, p3 (5), levels 20/50/80 in row 0.
+    void GenerateKDJ(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                     FENXIDATA_PROPERTY* property);
+    void GenerateKD(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                    FENXIDATA_PROPERTY* property);
+    void GenerateWR(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                    FENXIDATA_PROPERTY* property);
+    // The updaters mix the previous row's x100 values with unscaled new ones
+    // and seed like GenerateKD; UpdateWR needs n-1 >= p and starts its range
+    // from the close. Both as the engine has always done.
+    void UpdateKDJ(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3);
+    void UpdateKD(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3);
+    void UpdateWR(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3);
+
+    // Bollinger: middle (6) = previous bar's average, bands (7, 8) = that plus
+    // kUpper / kLower times the current population deviation; withBars also
+    // copies open, high, low and close into lines 0-3. p < 1 returns early.
+    void GenerateBOLLIN(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p, int kUpper, int kLower,
+                        int withBars, FENXIDATA_PROPERTY* property, int reserved = 0);
+    void UpdateBOLLIN(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p, int kUpper, int kLower);
+
+    // Momentum lines. Null bars return early in every generator.
+    // PSY: rising / falling / level shares (3, 4, 5) in single precision.
+    void GeneratePSY(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                     FENXIDATA_PROPERTY* property);
+    // ROC (1), x100 percent; a negative period returns early.
+    void GenerateROC(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                     FENXIDATA_PROPERTY* property);
+    // MTM (1) and its average (2).
+    void GenerateMTM(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period, int average,
+                     FENXIDATA_PROPERTY* property);
+    // OSC (0), close over the close `period` back x10000, and its average (1).
+    void GenerateOSC(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period, int average,
+                     FENXIDATA_PROPERTY* property);
+    // CCI (5) with typical price (2), its mean (3) and mean deviation (4); a
+    // negative period returns early.
+    void GenerateCCI(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                     FENXIDATA_PROPERTY* property);
+    void UpdatePSY(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
+    void UpdateROC(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
+    void UpdateMTM(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period, int average);
+    void UpdateOSC(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period, int average);
+    // Averages the closes, not the typical prices, as the engine always did.
+    void UpdateCCI(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
+
+    // Stop-and-reverse (4) with its direction marker (5). Null bars or a
+    // period < 1 return early.
+    void GenerateSAR(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                     FENXIDATA_PROPERTY* property);
+    // Reruns the generator with a scratch property.
+    void UpdateSAR(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
+
+    // Exponential average whose row k holds the close of bar shift + k (0),
+    // and the bar's open, close, high, low (2-5). Null bars or a negative
+    // shift return early.
+    void GenerateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p, int shift,
+                       FENXIDATA_PROPERTY* property, int reserved = 0);
+    // Reruns the generator with a scratch property.
+    void UpdateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p, int shift);
+
 private:
     // Rows for at least `count` bars with the lock held; null (lock left)
     // when the request cannot be met.
@@ -223,6 +286,8 @@ private:
     // Shared body of GenerateHHV and GenerateLLV.
     void GenerateExtreme(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field, int period,
                          FENXIDATA_PROPERTY* property, bool highest);
+    // Shared body of UpdateKDJ and UpdateKD.
+    void UpdateStochastic(UNIKDATA* bars, FENXIDATA* rows, int n, int p1, int p2, int p3, bool withJ);
     // Shared bodies of the MA family.
     void GenerateMALines(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, const int* periods, int k,
                          FENXIDATA_PROPERTY* property, bool firstLineShort);

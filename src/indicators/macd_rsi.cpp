@@ -7,13 +7,6 @@ using namespace fenxi;
 
 namespace {
 
-// A property as the engine makes one on its stack for the rerunning updaters.
-CAnalysisTechniques::FENXIDATA_PROPERTY ScratchProperty() {
-    CAnalysisTechniques::FENXIDATA_PROPERTY p{};
-    p.Flag356 = 1;
-    return p;
-}
-
 // dst = a / b per row, 0.0 where b is 0.0.
 void ColumnRatio(FENXIDATA* rows, int n, int a, int b, int dst) {
     for (int i = 0; i < n; ++i) {

@@ -151,38 +151,27 @@ TEST(MovingAverage, SmoothingsHaveNoWarmUp) {
     EXPECT_EQ(p.LineStyle[2], 0);
 }
 
-// An updater called after the generator ran over every bar, with the newest
-// row wiped, must rebuild that row as the generator did.
 TEST(MovingAverage, UpdatersRebuildTheNewestRow) {
     auto all = Sample();
+    UNIKDATA* b = all.data();
     const int n = 400;
     for (int unit : {100, 10000, 3}) {
         CAnalysisTechniques e;
-        FENXIDATA* rows = nullptr;
+        FENXIDATA* r = nullptr;
         PROPERTY p{};
-        auto check = [&](auto generate, auto update, int lines, bool rawScale) {
-            generate(n);
-            const FENXIDATA want = rows[n - 1];
-            std::memset(rows[n - 1].FenXi, 0, sizeof rows[n - 1].FenXi);
-            update(n);
-            for (int j = 0; j <= lines; ++j) {
-                if (rawScale && unit != 10000) continue;
-                EXPECT_EQ(rows[n - 1].FenXi[j], want.FenXi[j]) << "unit " << unit << " line " << j;
-            }
-        };
-        UNIKDATA* b = all.data();
-        check([&](int m) { e.GenerateMA1(b, unit, rows, m, 5, &p); }, [&](int m) { e.UpdateMA1(b, unit, rows, m, 5); }, 1,
-              false);
-        check([&](int m) { e.GenerateMA2(b, unit, rows, m, 5, 60, &p); },
-              [&](int m) { e.UpdateMA2(b, unit, rows, m, 5, 60); }, 2, false);
-        check([&](int m) { e.GenerateMA3(b, unit, rows, m, 1, 7, 399, &p); },
-              [&](int m) { e.UpdateMA3(b, unit, rows, m, 1, 7, 399); }, 3, false);
-        check([&](int m) { e.GenerateMA5(b, unit, rows, m, 2, 3, 5, 8, 500, &p); },
-              [&](int m) { e.UpdateMA5(b, unit, rows, m, 2, 3, 5, 8, 500); }, 5, false);
-        check([&](int m) { e.GenerateEMA(b, unit, rows, m, 12, &p); }, [&](int m) { e.UpdateEMA(b, unit, rows, m, 12); },
-              1, false);
-        check([&](int m) { e.GenerateSMA(b, unit, rows, m, 2, 3, 5, 8, 13, &p); },
-              [&](int m) { e.UpdateSMA(b, unit, rows, m, 2, 3, 5, 8, 13); }, 5, true);
+        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateMA1(b, unit, r, m, 5, &p); },
+                             [&](int m) { e.UpdateMA1(b, unit, r, m, 5); }, {0, 1}, "MA1");
+        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateMA2(b, unit, r, m, 5, 60, &p); },
+                             [&](int m) { e.UpdateMA2(b, unit, r, m, 5, 60); }, {0, 1, 2}, "MA2");
+        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateMA3(b, unit, r, m, 1, 7, 399, &p); },
+                             [&](int m) { e.UpdateMA3(b, unit, r, m, 1, 7, 399); }, {0, 1, 2, 3}, "MA3");
+        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateMA5(b, unit, r, m, 2, 3, 5, 8, 500, &p); },
+                             [&](int m) { e.UpdateMA5(b, unit, r, m, 2, 3, 5, 8, 500); }, {0, 1, 2, 3, 4, 5}, "MA5");
+        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateEMA(b, unit, r, m, 12, &p); },
+                             [&](int m) { e.UpdateEMA(b, unit, r, m, 12); }, {0, 1}, "EMA");
+        if (unit == 10000)  // elsewhere the SMA updater stays on the raw scale
+            ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateSMA(b, unit, r, m, 2, 3, 5, 8, 13, &p); },
+                                 [&](int m) { e.UpdateSMA(b, unit, r, m, 2, 3, 5, 8, 13); }, {0, 1, 2, 3, 4, 5}, "SMA");
     }
 }
 

@@ -49,6 +49,28 @@ TEST(Sweep, AllUnitsAndPeriods) {
             e.GenerateVR(b, unit, r, n, q, &p);
             e.GenerateWVAD(b, unit, r, n, q, &p);
             e.UpdateWVAD(b, unit, r, n, q);
+            e.GenerateKDJ(b, unit, r, n, q, 3, 3, &p);
+            e.UpdateKDJ(b, unit, r, n, q, 3, 3);
+            e.GenerateKD(b, unit, r, n, 9, q, q, &p);
+            e.UpdateKD(b, unit, r, n, 9, q, q);
+            e.GenerateWR(b, unit, r, n, q, -q, q, &p);
+            e.UpdateWR(b, unit, r, n, q, -q, q);
+            e.GenerateBOLLIN(b, unit, r, n, q, 2, -2, q & 1, &p);
+            e.UpdateBOLLIN(b, unit, r, n, q, 2, -2);
+            e.GeneratePSY(b, unit, r, n, q, &p);
+            e.UpdatePSY(b, unit, r, n, q);
+            e.GenerateROC(b, unit, r, n, q, &p);
+            e.UpdateROC(b, unit, r, n, q);
+            e.GenerateMTM(b, unit, r, n, q, q, &p);
+            e.UpdateMTM(b, unit, r, n, q, q);
+            e.GenerateOSC(b, unit, r, n, q, 6, &p);
+            e.UpdateOSC(b, unit, r, n, q, 6);
+            e.GenerateCCI(b, unit, r, n, q, &p);
+            e.UpdateCCI(b, unit, r, n, q);
+            e.GenerateSAR(b, unit, r, n, q, &p);
+            e.UpdateSAR(b, unit, r, n, q);
+            e.GenerateEXPMA(b, unit, r, n, q, q, &p);
+            e.UpdateEXPMA(b, unit, r, n, 12, q);
             EXPECT_EQ(FenxiEngineProbe::Lock(e).DepthHeldByMe(), 0u) << unit << "/" << q;
         }
     }

@@ -1,0 +1,41 @@
+// Exponential average with a shifted input.
+#include "indicators/columns.h"
+
+using namespace fenxi;
+
+void CAnalysisTechniques::GenerateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p, int shift,
+                                        FENXIDATA_PROPERTY* property, int) {
+    if (n < 1 || bars == nullptr || property == nullptr || shift < 0) return;
+    FENXIDATA* rows = out = Acquire(n);
+    if (rows == nullptr) return;
+    property->Flag355 = 0;
+    std::memset(property->StartPos + 1, 0, 20 * sizeof(std::int32_t));
+    std::memset(property->LineStyle + 1, 0, 20);
+    property->Flag356 = 1;
+    property->StartPos[0] = std::min(1, n);
+    property->LineStyle[0] = 3;
+    property->EndPos[0] = n - shift;
+    property->ValueScale = 10000;
+    SetFormat(property, "%.2f");
+
+    const double f = PriceFactor(unit);
+    const double keep = Int32Term(std::int64_t{p} - 1), div = Int32Term(std::int64_t{p} + 1);
+    rows[0].FenXi[0] = bars[0].Close * f;  // seeded with bar 0, not bar `shift`
+    for (int k = 1; k < n - shift; ++k) {
+        const double x = bars[shift + k].Close * f;
+        rows[k].FenXi[0] = rows[k - 1].FenXi[0] * keep / div + (x + x) / div;
+    }
+    for (int i = 0; i < n; ++i) {
+        double* v = rows[i].FenXi;
+        v[2] = bars[i].Open * f;
+        v[3] = bars[i].Close * f;
+        v[4] = bars[i].High * f;
+        v[5] = bars[i].Low * f;
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p, int shift) {
+    FENXIDATA_PROPERTY scratch = ScratchProperty();
+    GenerateEXPMA(bars, unit, rows, n, p, shift, &scratch, 5);
+}

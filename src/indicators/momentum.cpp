@@ -1,0 +1,198 @@
+// Momentum lines: PSY, ROC, MTM, OSC and CCI with their updaters.
+#include <cmath>
+
+#include "indicators/columns.h"
+
+using namespace fenxi;
+
+namespace {
+
+void SetLines(FENXIDATA_PROPERTY* property, std::initializer_list<std::uint8_t> styles, int scale) {
+    int k = 0;
+    for (std::uint8_t s : styles) property->LineStyle[k++] = s;
+    property->ValueScale = scale;
+    SetFormat(property, "%.2f");
+}
+
+// Rising, falling and level shares of bars i-period+1 .. i, in single
+// precision: float(count) / float(period) * 100.0f.
+void PsyRow(const UNIKDATA* bars, int count, int i, int period, FENXIDATA& row) {
+    auto share = [period](int k) {
+        return static_cast<double>(static_cast<float>(k) / static_cast<float>(period) * 100.0f);
+    };
+    row.FenXi[3] = share(CountThreeStatus(bars, count, i, period, 1));
+    row.FenXi[4] = share(CountThreeStatus(bars, count, i, period, -1));
+    row.FenXi[5] = share(CountThreeStatus(bars, count, i, period, 0));
+}
+
+// (close(i) - close(i-period)) * 10000 / close(i-period), raw closes.
+double Roc(const UNIKDATA* bars, int i, int period) {
+    const std::int32_t base = bars[i - period].Close;
+    return Int32Term(std::int64_t{bars[i].Close} - base) * 10000.0 / base;
+}
+
+double TypicalPrice(const UNIKDATA& bar, double f) {
+    return Int32Term(std::int64_t{bar.High} + bar.Low + bar.Close) * f / 3.0;
+}
+
+// CCI of row i from its price (2), mean (3) and mean deviation (4); a zero
+// deviation gives 200/3 on the first row of the line and repeats the
+// previous row's value after it.
+double Cci(const FENXIDATA* rows, int i, bool firstRow) {
+    const double* v = rows[i].FenXi;
+    if (v[4] == 0.0) return firstRow ? 66.66666666666667 : rows[i - 1].FenXi[5];
+    return (v[2] - v[3]) / v[4] / 0.015;
+}
+
+}  // namespace
+
+void CAnalysisTechniques::GeneratePSY(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period,
+                                      FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = AcquireReset(out, count, property);
+    if (rows == nullptr) return;
+    property->StartPos[3] = MinPos(count, std::int64_t{period} - 1);
+    property->EndPos[3] = count;
+    SetLines(property, {4, 4, 4, 3}, 1);
+    rows[0].FenXi[0] = 20.0;
+    rows[0].FenXi[1] = 50.0;
+    rows[0].FenXi[2] = 80.0;
+    if (period > 0) {
+        for (int i = 0; i < count; ++i) {
+            if (i < period - 1)
+                rows[i].FenXi[3] = rows[i].FenXi[4] = rows[i].FenXi[5] = 0;
+            else
+                PsyRow(bars, count, i, period, rows[i]);
+        }
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdatePSY(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period) {
+    if (!CanUpdate(bars, out, count) || period <= 0) return;
+    const int i = count - 1;
+    if (i >= period - 1)
+        PsyRow(bars, count, i, period, out[i]);
+    else
+        out[i].FenXi[3] = out[i].FenXi[4] = out[i].FenXi[5] = 0;
+}
+
+void CAnalysisTechniques::GenerateROC(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period,
+                                      FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr || period < 0) return;
+    FENXIDATA* rows = AcquireReset(out, count, property);
+    if (rows == nullptr) return;
+    property->StartPos[1] = std::min(count, period);
+    property->EndPos[1] = count;
+    SetLines(property, {4, 3}, 100);
+    rows[0].FenXi[0] = 0.0;
+    for (int i = 0; i < std::min(period, count); ++i) rows[i].FenXi[1] = 0;
+    for (int i = period; i < count; ++i) rows[i].FenXi[1] = Roc(bars, i, period);
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateROC(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period) {
+    if (!CanUpdate(bars, out, count) || period < 0) return;
+    const int i = count - 1;
+    out[i].FenXi[1] = i < period ? 0 : Roc(bars, i, period);
+}
+
+void CAnalysisTechniques::GenerateMTM(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                                      int average, FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = AcquireReset(out, count, property);
+    if (rows == nullptr) return;
+    property->StartPos[1] = std::min(count, period);
+    property->StartPos[2] = MinPos(count, std::int64_t{period} + average - 1);
+    property->EndPos[1] = property->EndPos[2] = count;
+    SetLines(property, {4, 3, 3}, 1);
+    rows[0].FenXi[0] = 0.0;
+    if (period >= 1 && average >= 1) {
+        const double f = PriceFactor(unit);
+        for (int i = 0; i < count; ++i) {
+            if (i >= period) rows[i].FenXi[1] = bars[i].Close * f - bars[i - period].Close * f;
+            if (i >= std::int64_t{period} + average - 1) rows[i].FenXi[2] = sum(rows, count, i, average, 1) / average;
+        }
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateMTM(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period, int average) {
+    if (!CanUpdate(bars, out, count) || period < 1 || average < 1) return;
+    const int i = count - 1;
+    if (i >= period) out[i].FenXi[1] = mtm(bars, unit, count, i, period);
+    if (i >= std::int64_t{period} + average - 1) out[i].FenXi[2] = sum(out, count, i, average, 1) / average;
+}
+
+void CAnalysisTechniques::GenerateOSC(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                                      int average, FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = AcquireReset(out, count, property);
+    if (rows == nullptr) return;
+    property->StartPos[0] = std::min(count, period);
+    property->StartPos[1] = MinPos(count, std::int64_t{period} + average - 1);
+    property->EndPos[0] = property->EndPos[1] = count;
+    SetLines(property, {3, 3}, 100);
+    if (period > 0) {
+        for (int i = period; i < count; ++i) {
+            rows[i].FenXi[0] = osc(bars, unit, count, i, period) * 100.0;
+            if (average >= 1 && i >= std::int64_t{period} + average - 1)
+                rows[i].FenXi[1] = sum(rows, count, i, average, 0) / average;
+        }
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateOSC(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period, int average) {
+    if (!CanUpdate(bars, out, count) || period <= 0) return;
+    const int i = count - 1;
+    if (i < period) return;
+    out[i].FenXi[0] = osc(bars, unit, count, i, period) * 100.0;
+    if (average > 0 && i >= std::int64_t{period} + average - 1)
+        out[i].FenXi[1] = sum(out, count, i, average, 0) / average;
+}
+
+void CAnalysisTechniques::GenerateCCI(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
+                                      FENXIDATA_PROPERTY* property) {
+    if (count < 1 || bars == nullptr || property == nullptr || period < 0) return;
+    FENXIDATA* rows = AcquireReset(out, count, property);
+    if (rows == nullptr) return;
+    property->StartPos[5] = std::min(count, period);
+    property->EndPos[5] = count;
+    SetLines(property, {4, 4, 0, 0, 0, 3}, 1);
+    rows[0].FenXi[0] = 100.0;
+    rows[0].FenXi[1] = -100.0;
+
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < count; ++i) rows[i].FenXi[2] = TypicalPrice(bars[i], f);
+    for (int i = 0; i < std::min(period - 1, count); ++i) rows[i].FenXi[3] = rows[i].FenXi[4] = rows[i].FenXi[5] = 0;
+    for (int i = std::max(period - 1, 0); i < count; ++i) {
+        double* v = rows[i].FenXi;
+        v[3] = sum(rows, count, i, period, 2) / period;
+        double spread = 0.0;
+        for (int j = i - period + 1; j <= i; ++j) spread += std::fabs(v[3] - rows[j].FenXi[2]);
+        v[4] = spread / period;
+        v[5] = Cci(rows, i, i == period - 1);
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateCCI(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period) {
+    if (!CanUpdate(bars, out, count) || period < 0) return;
+    const int i = count - 1;
+    const double f = PriceFactor(unit);
+    double* v = out[i].FenXi;
+    v[2] = TypicalPrice(bars[i], f);
+    if (i < period - 1) {
+        v[3] = v[4] = 0;
+        return;
+    }
+    // Closes, not typical prices: the updater has always differed here.
+    double total = 0.0;
+    for (int j = i - period + 1; j <= i; ++j) total += bars[j].Close * f;
+    v[3] = total / period;
+    double spread = 0.0;
+    for (int j = i - period + 1; j <= i; ++j) spread += std::fabs(v[3] - bars[j].Close * f);
+    v[4] = spread / period;
+    v[5] = Cci(out, i, i <= period - 1);
+}

@@ -1,0 +1,168 @@
+// KDJ, KD and Williams %R.
+#include "indicators/columns.h"
+
+using namespace fenxi;
+
+namespace {
+
+// ((p - 1) * prev + x) / p, the weighted smoothing of one step.
+double Smooth(double prev, double x, int p) { return (Int32Term(std::int64_t{p} - 1) * prev + x) / p; }
+
+void SetLevels(FENXIDATA* rows, std::initializer_list<double> levels) {
+    int k = 0;
+    for (double v : levels) rows[0].FenXi[k++] = v;
+}
+
+// %R of one window into `line`, from the high/low/close columns 8, 9, 10.
+void WrLine(FENXIDATA* rows, int n, int p, int line) {
+    ColumnHighest(rows, n, p);
+    ColumnLowest(rows, n, p);
+    for (int i = 0; i < n; ++i) {
+        const double h = rows[i].FenXi[6], l = rows[i].FenXi[7], c = rows[i].FenXi[10];
+        rows[i].FenXi[line] = h == l ? 0.0 : (h - c) * 100.0 / (h - l);
+    }
+}
+
+// %R of the newest bar over bars n-1 .. n-p, the range started from the close.
+double WrNewest(const UNIKDATA* bars, double f, int n, int p) {
+    if (n - 1 < p) return 0.0;
+    const double c = bars[n - 1].Close * f;
+    double h = c, l = c;
+    for (int j = n - 1; j > n - 1 - p; --j) {
+        const double hj = bars[j].High * f, lj = bars[j].Low * f;
+        if (hj > h) h = hj;
+        if (lj < l) l = lj;
+    }
+    return h == l ? 0.0 : (h - c) / (h - l) * 100.0;
+}
+
+}  // namespace
+
+void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                      FENXIDATA_PROPERTY* property) {
+    if (bars == nullptr || property == nullptr || n < 1 || p1 < 1 || p2 < 1 || p3 < 1) return;
+    ResetProperty(property);
+    for (int k = 3; k <= 5; ++k) {
+        property->EndPos[k] = n;
+        property->LineStyle[k] = 3;
+    }
+    property->LineStyle[0] = property->LineStyle[1] = 4;
+    property->ValueScale = 100;
+    SetFormat8(property, "%.2f");
+
+    FENXIDATA* rows = out = Acquire(std::int64_t{n} + p2 + p3);
+    if (rows == nullptr) return;
+    SetLevels(rows, {2000.0, 8000.0});
+    for (int i = 0; i < n; ++i) rows[i].FenXi[2] = rsv(bars, unit, n, i, p1);
+    ColumnSmooth(rows, n, 2, 3, p2);
+    ColumnSmooth(rows, n, 3, 4, p3);
+    for (int i = 0; i < n; ++i) {
+        double* v = rows[i].FenXi;
+        v[5] = 3 * v[3] - 2 * v[4];
+        v[3] *= 100;
+        v[4] *= 100;
+        v[5] *= 100;
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateKD(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                     FENXIDATA_PROPERTY* property) {
+    if (bars == nullptr || property == nullptr || n < 1 || p1 < 1 || p2 < 1 || p3 < 1) return;
+    ResetProperty(property);
+    for (int k = 3; k <= 4; ++k) {
+        property->EndPos[k] = n;
+        property->StartPos[k] = std::min(n, p1);
+        property->LineStyle[k] = 3;
+    }
+    property->LineStyle[0] = property->LineStyle[1] = 4;
+    property->ValueScale = 100;
+    SetFormat8(property, "%.2f");
+
+    FENXIDATA* rows = out = Acquire(std::int64_t{n} + p2 + p3);
+    if (rows == nullptr) return;
+    SetLevels(rows, {2000.0, 8000.0});
+    for (int i = 0; i < n; ++i) {
+        double* v = rows[i].FenXi;
+        v[2] = rsv(bars, unit, n, i, p1);
+        if (i == 1) v[3] = Smooth(rows[0].FenXi[2], v[2], p2);  // seeded with the previous RSV
+        if (i >= 2) v[3] = Smooth(rows[i - 1].FenXi[3], v[2], p2);
+        if (i == 2) v[4] = Smooth(rows[1].FenXi[3], v[3], p3);
+        if (i > 2) v[4] = Smooth(rows[i - 1].FenXi[4], v[3], p3);
+    }
+    // Rows 0 and 1 scale whatever the buffer held where nothing was written.
+    for (int i = 0; i < n; ++i) {
+        rows[i].FenXi[3] *= 100;
+        rows[i].FenXi[4] *= 100;
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateWR(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+                                     FENXIDATA_PROPERTY* property) {
+    if (n < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = out = Acquire(RowsWithExtra(n, 2 * (std::int64_t{p1} + p2 + p3)));
+    if (rows == nullptr) return;
+    property->Flag355 = 0;
+    std::memset(property->StartPos, 0, sizeof property->StartPos);
+    std::memset(property->LineStyle + 5, 0, 16);
+    property->Flag356 = 1;
+    property->EndPos[3] = property->EndPos[4] = n;
+    property->LineStyle[0] = property->LineStyle[1] = property->LineStyle[2] = 4;
+    property->LineStyle[3] = property->LineStyle[4] = 3;
+    property->ValueScale = 100;
+    SetFormat8(property, "%.2f");
+
+    SetLevels(rows, {2000.0, 5000.0, 8000.0});
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < n; ++i) {
+        rows[i].FenXi[8] = bars[i].High * f;
+        rows[i].FenXi[9] = bars[i].Low * f;
+        rows[i].FenXi[10] = bars[i].Close * f;
+    }
+    WrLine(rows, n, p1, 3);
+    WrLine(rows, n, p2, 4);
+    if (p3 > 0) WrLine(rows, n, p3, 5);
+    for (int i = 0; i < n; ++i)
+        for (int k = 3; k <= 5; ++k) rows[i].FenXi[k] *= 100;
+    LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateStochastic(UNIKDATA* bars, FENXIDATA* rows, int n, int p1, int p2, int p3,
+                                           bool withJ) {
+    if (!CanUpdate(bars, rows, n)) return;
+    double* v = rows[n - 1].FenXi;
+    v[2] = rsv(bars, 0, n, n - 1, p1);
+    if (n == 2) {
+        v[3] = Smooth(rows[0].FenXi[2], v[2], p2);
+    } else {
+        // The previous row's K and D were scaled x100 by the generator.
+        if (n - 1 > 1) v[3] = Smooth(rows[n - 2].FenXi[3], v[2], p2);
+        if (n == 3)
+            v[4] = Smooth(rows[1].FenXi[3], v[3], p3);
+        else if (n - 1 > 2)
+            v[4] = Smooth(rows[n - 2].FenXi[4], v[3], p3);
+    }
+    if (withJ && n > 2) v[5] = 3 * v[3] - 2 * v[4];
+    v[3] *= 100;
+    v[4] *= 100;
+    if (withJ) v[5] *= 100;
+}
+
+void CAnalysisTechniques::UpdateKDJ(UNIKDATA* bars, int, FENXIDATA*& rows, int n, int p1, int p2, int p3) {
+    UpdateStochastic(bars, rows, n, p1, p2, p3, true);
+}
+
+void CAnalysisTechniques::UpdateKD(UNIKDATA* bars, int, FENXIDATA*& rows, int n, int p1, int p2, int p3) {
+    UpdateStochastic(bars, rows, n, p1, p2, p3, false);
+}
+
+void CAnalysisTechniques::UpdateWR(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p1, int p2, int p3) {
+    if (!CanUpdate(bars, rows, n)) return;
+    const double f = PriceFactor(unit);
+    double* v = rows[n - 1].FenXi;
+    v[3] = WrNewest(bars, f, n, p1);
+    if (p2 > 0) v[4] = WrNewest(bars, f, n, p2);
+    if (p3 > 0) v[5] = WrNewest(bars, f, n, p3);
+    for (int k = 3; k <= 5; ++k) v[k] *= 100;
+}
