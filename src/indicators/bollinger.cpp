@@ -58,11 +58,10 @@ void CAnalysisTechniques::GenerateBOLLIN(UNIKDATA* bars, int unit, FENXIDATA*& o
     for (int i = 0; i < n; ++i) {
         double* v = rows[i].FenXi;
         v[4] = v[5] = 0.0;
-        const bool show = withBars != 0;
-        v[0] = show ? bars[i].Open * f : 0.0;
-        v[1] = show ? bars[i].High * f : 0.0;
-        v[2] = show ? bars[i].Low * f : 0.0;
-        v[3] = show ? bars[i].Close * f : 0.0;
+        if (withBars)
+            CopyPrices(bars[i], f, v[0], v[1], v[2], v[3]);
+        else
+            v[0] = v[1] = v[2] = v[3] = 0.0;
     }
     LeaveLock();
 }

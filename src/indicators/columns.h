@@ -41,6 +41,14 @@ inline void ColumnScale(FENXIDATA* rows, int n, int src, int dst, double factor)
     for (int i = 0; i < n; ++i) rows[i].FenXi[dst] = rows[i].FenXi[src] * factor;
 }
 
+// Open, high, low and close of one bar, converted, into four lines.
+inline void CopyPrices(const UNIKDATA& bar, double f, double& open, double& high, double& low, double& close) {
+    open = bar.Open * f;
+    high = bar.High * f;
+    low = bar.Low * f;
+    close = bar.Close * f;
+}
+
 // FenXi[6] = highest FenXi[8] of rows max(0, i-p+1) .. i, starting from the
 // smallest positive normal double (so an all-negative window gives that).
 inline void ColumnHighest(FENXIDATA* rows, int n, int p) {

@@ -27,10 +27,7 @@ void CAnalysisTechniques::GenerateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& ou
     }
     for (int i = 0; i < n; ++i) {
         double* v = rows[i].FenXi;
-        v[2] = bars[i].Open * f;
-        v[3] = bars[i].Close * f;
-        v[4] = bars[i].High * f;
-        v[5] = bars[i].Low * f;
+        CopyPrices(bars[i], f, v[2], v[4], v[5], v[3]);
     }
     LeaveLock();
 }

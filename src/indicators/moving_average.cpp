@@ -127,10 +127,7 @@ void CAnalysisTechniques::GenerateMAChanel(UNIKDATA* bars, int unit, FENXIDATA*&
     const double f = PriceFactor(unit);
     for (int i = 0; i < n; ++i) {
         double* v = rows[i].FenXi;
-        v[0] = bars[i].Open * f;
-        v[1] = bars[i].High * f;
-        v[2] = bars[i].Low * f;
-        v[3] = bars[i].Close * f;
+        CopyPrices(bars[i], f, v[0], v[1], v[2], v[3]);
         for (int c = 0; c < 4; ++c) v[4 + c] = sum(rows, n, i, p, c) / p;
     }
     LeaveLock();

@@ -8,6 +8,17 @@ namespace {
 // ((p - 1) * prev + x) / p, the weighted smoothing of one step.
 double Smooth(double prev, double x, int p) { return (Int32Term(std::int64_t{p} - 1) * prev + x) / p; }
 
+// The opening shared by KDJ and KD: reset, K/D(/J) drawn to n, levels 20/80.
+void SetStochasticProperty(FENXIDATA_PROPERTY* property, int n, int lastLine) {
+    for (int k = 3; k <= lastLine; ++k) {
+        property->EndPos[k] = n;
+        property->LineStyle[k] = 3;
+    }
+    property->LineStyle[0] = property->LineStyle[1] = 4;
+    property->ValueScale = 100;
+    SetFormat8(property, "%.2f");
+}
+
 void SetLevels(FENXIDATA* rows, std::initializer_list<double> levels) {
     int k = 0;
     for (double v : levels) rows[0].FenXi[k++] = v;
@@ -42,13 +53,7 @@ void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int unit, FENXIDATA*& out,
                                       FENXIDATA_PROPERTY* property) {
     if (bars == nullptr || property == nullptr || n < 1 || p1 < 1 || p2 < 1 || p3 < 1) return;
     ResetProperty(property);
-    for (int k = 3; k <= 5; ++k) {
-        property->EndPos[k] = n;
-        property->LineStyle[k] = 3;
-    }
-    property->LineStyle[0] = property->LineStyle[1] = 4;
-    property->ValueScale = 100;
-    SetFormat8(property, "%.2f");
+    SetStochasticProperty(property, n, 5);
 
     FENXIDATA* rows = out = Acquire(std::int64_t{n} + p2 + p3);
     if (rows == nullptr) return;
@@ -70,14 +75,8 @@ void CAnalysisTechniques::GenerateKD(UNIKDATA* bars, int unit, FENXIDATA*& out, 
                                      FENXIDATA_PROPERTY* property) {
     if (bars == nullptr || property == nullptr || n < 1 || p1 < 1 || p2 < 1 || p3 < 1) return;
     ResetProperty(property);
-    for (int k = 3; k <= 4; ++k) {
-        property->EndPos[k] = n;
-        property->StartPos[k] = std::min(n, p1);
-        property->LineStyle[k] = 3;
-    }
-    property->LineStyle[0] = property->LineStyle[1] = 4;
-    property->ValueScale = 100;
-    SetFormat8(property, "%.2f");
+    SetStochasticProperty(property, n, 4);
+    property->StartPos[3] = property->StartPos[4] = std::min(n, p1);
 
     FENXIDATA* rows = out = Acquire(std::int64_t{n} + p2 + p3);
     if (rows == nullptr) return;

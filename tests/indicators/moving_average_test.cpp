@@ -73,24 +73,6 @@ TEST(MovingAverage, GuardsNullOutFirst) {
     EXPECT_EQ(rows, nullptr);
 }
 
-TEST(MovingAverage, SevenLinesConvertWithTheUnitFactor) {
-    auto bars = Closes({7, 7, 7, 7, 7, 7, 7});
-    CAnalysisTechniques e;
-    FENXIDATA* rows = nullptr;
-    PROPERTY p{};
-    e.GenerateMA7(bars.data(), 3, rows, 7, 1, 2, 3, 4, 5, 6, 7, &p);
-    const double c = 7 * (10000.0 / 3);  // 23333.333333333336, not 70000.0 / 3
-    for (int j = 1; j <= 7; ++j) {
-        double total = 0.0;
-        for (int k = 0; k < j; ++k) total += c;
-        EXPECT_EQ(rows[6].FenXi[j], total / j) << j;
-        if (j >= 2) {
-            EXPECT_EQ(rows[j - 2].FenXi[j], 0.0) << j;
-        }
-        EXPECT_EQ(p.StartPos[j], j);
-    }
-}
-
 TEST(MovingAverage, ChannelAveragesEachPrice) {
     std::vector<UNIKDATA> bars = {Bar(10, 30, 5, 20), Bar(20, 40, 10, 30), Bar(40, 50, 20, 30)};
     CAnalysisTechniques e;
