@@ -62,8 +62,37 @@ void BM_WVAD(benchmark::State& s) {
     Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateWVAD(b, 100, r, n, 24, &p); });
 }
 
+void BM_KDJ(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateKDJ(b, 100, r, n, 9, 3, 3, &p); });
+}
+void BM_WR(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateWR(b, 100, r, n, 10, 6, 0, &p); });
+}
+void BM_BOLLIN(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateBOLLIN(b, 100, r, n, 20, 2, -2, 1, &p); });
+}
+void BM_PSY(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GeneratePSY(b, 100, r, n, 12, &p); });
+}
+void BM_CCI(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateCCI(b, 100, r, n, 14, &p); });
+}
+void BM_SAR(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateSAR(b, 100, r, n, 10, &p); });
+}
+void BM_EXPMA(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateEXPMA(b, 100, r, n, 12, 0, &p); });
+}
+
 }  // namespace
 
+BENCHMARK(BM_KDJ);
+BENCHMARK(BM_WR);
+BENCHMARK(BM_BOLLIN);
+BENCHMARK(BM_PSY);
+BENCHMARK(BM_CCI);
+BENCHMARK(BM_SAR);
+BENCHMARK(BM_EXPMA);
 BENCHMARK(BM_MA5);
 BENCHMARK(BM_LifeLine);
 BENCHMARK(BM_MACD);
