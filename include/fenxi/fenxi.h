@@ -272,6 +272,34 @@ public:
     // Reruns the generator with a scratch property.
     void UpdateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p, int shift);
 
+    // ---- chip distribution ----
+    // Directional first stage over an N-bar window (true range 0, up and
+    // down moves 1 and 2, their N-bar sums 3-5, percentages 6 and 8), then
+    // each generator's smoothing into line 6 (JG, DH) or 8 (SH) with a change
+    // line 7; the Delta forms draw only line 7 over a zero level (12). Bars
+    // with no volume show 0 in the drawn lines. Null bars or a negative N
+    // return early; N > n leaves only the first stage.
+    void GenerateJGCMX(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property);
+    void GenerateJGCMXDelta(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N,
+                            FENXIDATA_PROPERTY* property);
+    void GenerateDHCMX(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property);
+    void GenerateDHCMXDelta(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N,
+                            FENXIDATA_PROPERTY* property);
+    void GenerateSHCMX(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property);
+    void GenerateSHCMXDelta(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N,
+                            FENXIDATA_PROPERTY* property);
+
+    // ---- capital flow ----
+    // Fast-minus-slow cumulative directional volume (line 3, LDX_OBV_DIF)
+    // with its one-price-bar adjustment; traces each step to the log sink.
+    // Reseeds the process-wide C random generator (srand(time)) on every
+    // call, so other users of rand() in the process are affected. Null bars
+    // or property return early after the n <= 0 test.
+    void GenerateZJLDXFX(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, FENXIDATA_PROPERTY* property);
+    // MACD-style line of the same volume (line 8), reshaped by the last two
+    // digits of its integer part.
+    void GenerateSHLDXFX(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, FENXIDATA_PROPERTY* property);
+
 private:
     // Rows for at least `count` bars with the lock held; null (lock left)
     // when the request cannot be met.
@@ -286,6 +314,9 @@ private:
     // Shared body of GenerateHHV and GenerateLLV.
     void GenerateExtreme(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field, int period,
                          FENXIDATA_PROPERTY* property, bool highest);
+    // Shared body of the six chip-distribution generators.
+    void GenerateChip(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property,
+                      int kind);
     // Shared body of UpdateKDJ and UpdateKD.
     void UpdateStochastic(UNIKDATA* bars, FENXIDATA* rows, int n, int p1, int p2, int p3, bool withJ);
     // Shared bodies of the MA family.

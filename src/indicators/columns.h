@@ -41,6 +41,25 @@ inline void ColumnScale(FENXIDATA* rows, int n, int src, int dst, double factor)
     for (int i = 0; i < n; ++i) rows[i].FenXi[dst] = rows[i].FenXi[src] * factor;
 }
 
+// Cumulative directional volume / 100 into `col`: row 0 is 0.0; each later
+// row adds (close up), subtracts (close down) or keeps (level) the bar's
+// volume; the division by 100 comes after the whole accumulation.
+inline void ColumnDirectionalVolume(FENXIDATA* rows, int n, const UNIKDATA* bars, int col) {
+    if (n < 1) return;
+    rows[0].FenXi[col] = 0.0;
+    for (int i = 1; i < n; ++i) {
+        const double prev = rows[i - 1].FenXi[col];
+        const double vol = static_cast<double>(bars[i].Volume);
+        if (bars[i].Close > bars[i - 1].Close)
+            rows[i].FenXi[col] = prev + vol;
+        else if (bars[i].Close < bars[i - 1].Close)
+            rows[i].FenXi[col] = prev - vol;
+        else
+            rows[i].FenXi[col] = prev;
+    }
+    for (int i = 1; i < n; ++i) rows[i].FenXi[col] /= 100.0;
+}
+
 // Open, high, low and close of one bar, converted, into four lines.
 inline void CopyPrices(const UNIKDATA& bar, double f, double& open, double& high, double& low, double& close) {
     open = bar.Open * f;

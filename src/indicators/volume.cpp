@@ -74,18 +74,7 @@ void CAnalysisTechniques::GenerateOBV(UNIKDATA* bars, int, FENXIDATA*& out, int 
     property->LineStyle[0] = property->LineStyle[1] = 3;
     SetCountScale(property, "%.2f");
 
-    rows[0].FenXi[0] = 0.0;
-    for (int i = 1; i < count; ++i) {
-        const double prev = rows[i - 1].FenXi[0];
-        const double vol = static_cast<double>(bars[i].Volume);
-        if (bars[i].Close > bars[i - 1].Close)
-            rows[i].FenXi[0] = prev + vol;
-        else if (bars[i].Close < bars[i - 1].Close)
-            rows[i].FenXi[0] = prev - vol;
-        else
-            rows[i].FenXi[0] = prev;
-    }
-    for (int i = 1; i < count; ++i) rows[i].FenXi[0] /= 100.0;
+    ColumnDirectionalVolume(rows, count, bars, 0);
     if (period < count)
         for (int i = period; i < count; ++i) rows[i].FenXi[1] = sum(rows, count, i, period, 0) / period;
     LeaveLock();

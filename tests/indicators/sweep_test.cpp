@@ -71,6 +71,14 @@ TEST(Sweep, AllUnitsAndPeriods) {
             e.UpdateSAR(b, unit, r, n, q);
             e.GenerateEXPMA(b, unit, r, n, q, q, &p);
             e.UpdateEXPMA(b, unit, r, n, 12, q);
+            e.GenerateJGCMX(b, unit, r, n, q, &p);
+            e.GenerateJGCMXDelta(b, unit, r, n, q, &p);
+            e.GenerateDHCMX(b, unit, r, n, q, &p);
+            e.GenerateDHCMXDelta(b, unit, r, n, q, &p);
+            e.GenerateSHCMX(b, unit, r, n, q, &p);
+            e.GenerateSHCMXDelta(b, unit, r, n, q, &p);
+            if (q >= 1 && q <= n) e.GenerateZJLDXFX(b, unit, r, q, &p);
+            if (q >= 1 && q <= n) e.GenerateSHLDXFX(b, unit, r, q, &p);
             EXPECT_EQ(FenxiEngineProbe::Lock(e).DepthHeldByMe(), 0u) << unit << "/" << q;
         }
     }

@@ -1,0 +1,141 @@
+// Capital-flow direction lines over the cumulative directional volume.
+#include <cmath>
+#include <cstdlib>
+#include <ctime>
+#include <sstream>
+
+#include "flow/reshape.h"
+#include "indicators/columns.h"
+
+using namespace fenxi;
+
+namespace {
+
+// Integer percentage move (close - prev) * 100 / prev in 32-bit arithmetic.
+std::int32_t PercentMove(std::int32_t close, std::int32_t prev) {
+    const std::int32_t diff = static_cast<std::int32_t>(std::int64_t{close} - prev);
+    return static_cast<std::int32_t>(std::int64_t{diff} * 100) / prev;
+}
+
+}  // namespace
+
+void CAnalysisTechniques::GenerateZJLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, int n,
+                                          FENXIDATA_PROPERTY* property) {
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    if (n <= 0) {
+        PutAnalog("nDayNum <= 0, EXIT GenerateZJLDXFX");
+        return;
+    }
+    if (bars == nullptr || property == nullptr) return;
+    // Texts are composed only when a sink will receive them.
+    auto trace = [this](auto&&... parts) {
+        if (Log == nullptr) return;
+        std::ostringstream os;
+        (os << ... << parts);
+        PutAnalog(os.str());
+    };
+    trace("CAnalysisTechniques::GenerateZJLDXFX() BEGIN");
+    trace("nDayNum = ", n);
+    FENXIDATA* rows = out = Acquire(n);
+    if (rows == nullptr) return;
+
+    FENXIDATA_PROPERTY* p = property;
+    p->Flag355 = 0;
+    std::memset(p->StartPos + 4, 0, 17 * sizeof(std::int32_t));
+    std::memset(p->LineStyle + 16, 0, 5);
+    p->Flag356 = 1;
+    p->StartPos[0] = std::min(n, 1);
+    p->EndPos[0] = n;
+    p->LineStyle[0] = p->LineStyle[1] = p->LineStyle[2] = 0;
+    p->LineStyle[3] = 12;
+    for (int k = 1; k <= 3; ++k) {
+        p->StartPos[k] = std::min(n, 65);
+        p->EndPos[k] = n;
+    }
+    trace("pProperty->StartPos[LDX_OBV_DIF] = ", p->StartPos[3], " pProperty->EndPos[LDX_OBV_DIF] = ", p->EndPos[3]);
+    p->LineColor[0] = 0xFFFF00;
+    p->LineColor[1] = 0xFF0000;
+    p->LineColor[2] = 0x403FFF;
+    p->LineColor[3] = 0x00FFFF;
+    p->LineStyle[4] = 4;
+    rows[0].FenXi[4] = 0.0;
+    p->LineColor[4] = 0xC0C0C0;
+    p->ValueScale = 1;
+    SetFormat(p, "%.2f");
+
+    ColumnDirectionalVolume(rows, n, bars, 0);
+    for (int i = 65; i < n; ++i) rows[i].FenXi[1] = sum(rows, n, i, 65, 0) / 65.0;  // row 64 stays as it was
+    bool adjusting = false, upside = false;
+    for (int i = 2; i < n; ++i) {
+        double* v = rows[i].FenXi;
+        v[2] = sum(rows, n, i, 2, 0) * 0.5;
+        v[3] = v[2] - v[1];
+        trace("pFenXiData[", i, "].FenXi[LDX_OBV_DIF] = ", v[3]);
+        const UNIKDATA& b = bars[i];
+        if (!(b.Open == b.High && b.High == b.Low && b.Low == b.Close)) {
+            adjusting = false;
+            continue;
+        }
+        if (!adjusting) {
+            // A one-price limit bar that the line contradicts: flip and halve.
+            const std::int32_t prev = bars[i - 1].Close;
+            const std::int32_t pct = prev > 0 ? PercentMove(b.Close, prev) : 0;
+            if (prev > 0 && pct > 4 && v[3] < 0) {
+                (void)std::rand();
+                adjusting = upside = true;
+                v[3] = v[3] * -0.5;
+            }
+            if (prev > 0 && pct < -4 && v[3] > 0) {
+                (void)std::rand();
+                adjusting = true;
+                upside = false;
+                v[3] = v[3] * -0.5;
+            }
+        } else {
+            // Later bars of the run: two thirds of the size, on the move's side.
+            const double a = std::fabs(v[3]);
+            v[3] = upside ? (a + a) / 3.0 : (a * -2.0) / 3.0;
+        }
+    }
+    LeaveLock();
+}
+
+void CAnalysisTechniques::GenerateSHLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, int n, FENXIDATA_PROPERTY* property) {
+    if (n < 1 || bars == nullptr || property == nullptr) return;
+    FENXIDATA* rows = AcquireReset(out, n, property);
+    if (rows == nullptr) return;
+    FENXIDATA_PROPERTY* p = property;
+    p->StartPos[5] = std::min(n, 12);
+    p->EndPos[7] = p->EndPos[9] = n;
+    p->StartPos[6] = p->StartPos[7] = std::min(n, 28);
+    p->LineStyle[8] = 12;
+    p->LineStyle[10] = 4;
+    p->StartPos[8] = p->StartPos[9] = std::min(n, 37);
+    p->LineColor[8] = 0x00FF00;
+    p->LineColor[0] = 0xFF00FF;
+    p->StartPos[10] = 0;
+    rows[0].FenXi[10] = 0.0;
+    p->ValueScale = 1;
+    SetFormat(p, "%.2f");
+
+    ColumnDirectionalVolume(rows, n, bars, 0);
+    for (int i = 3; i < n; ++i) rows[i].FenXi[1] = sum(rows, n, i, 3, 0) / 3.0;
+    for (int i = 0; i < n; ++i) rows[i].FenXi[4] = rows[i].FenXi[0];
+    // Averages seeded with the plain mean of their first full window.
+    for (int i = 0; i < std::min(n, 12); ++i) rows[i].FenXi[5] = 0;
+    if (n > 12) rows[12].FenXi[5] = sum(rows, n, 12, 13, 4) / 13.0;
+    for (int i = 13; i < n; ++i)
+        rows[i].FenXi[5] = (rows[i].FenXi[0] + rows[i].FenXi[0]) / 14.0 + rows[i - 1].FenXi[5] * 12.0 / 14.0;
+    for (int i = 0; i < std::min(n, 28); ++i) rows[i].FenXi[6] = 0;
+    if (n > 28) rows[28].FenXi[6] = sum(rows, n, 28, 29, 4) / 29.0;
+    for (int i = 29; i < n; ++i)
+        rows[i].FenXi[6] = (rows[i].FenXi[0] + rows[i].FenXi[0]) / 30.0 + rows[i - 1].FenXi[6] * 28.0 / 30.0;
+    for (int i = 0; i < std::min(n, 28); ++i) rows[i].FenXi[7] = 0;
+    for (int i = 28; i < n; ++i) rows[i].FenXi[7] = rows[i].FenXi[5] - rows[i].FenXi[6];
+    for (int i = 0; i < std::min(n, 36); ++i) rows[i].FenXi[9] = 0;
+    if (n > 36) rows[36].FenXi[9] = sum(rows, n, 36, 9, 7) / 9.0;
+    for (int i = 37; i < n; ++i)
+        rows[i].FenXi[9] = rows[i - 1].FenXi[9] * 8.0 / 10.0 + (rows[i].FenXi[7] + rows[i].FenXi[7]) / 10.0;
+    for (int i = 0; i < n; ++i) rows[i].FenXi[8] = ReshapeFlow((rows[i].FenXi[7] - rows[i].FenXi[9]) * -2.0);
+    LeaveLock();
+}
