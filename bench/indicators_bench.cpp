@@ -84,8 +84,21 @@ void BM_EXPMA(benchmark::State& s) {
     Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateEXPMA(b, 100, r, n, 12, 0, &p); });
 }
 
+void BM_JGCMX(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateJGCMX(b, 100, r, n, 14, &p); });
+}
+void BM_ZJLDXFX(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateZJLDXFX(b, 100, r, n, &p); });
+}
+void BM_SHLDXFX(benchmark::State& s) {
+    Run(s, [](auto& e, UNIKDATA* b, FENXIDATA*& r, int n, PROPERTY& p) { e.GenerateSHLDXFX(b, 100, r, n, &p); });
+}
+
 }  // namespace
 
+BENCHMARK(BM_JGCMX);
+BENCHMARK(BM_ZJLDXFX);
+BENCHMARK(BM_SHLDXFX);
 BENCHMARK(BM_KDJ);
 BENCHMARK(BM_WR);
 BENCHMARK(BM_BOLLIN);
