@@ -54,6 +54,18 @@ public:
     void Output(const std::string& text) override;
 };
 
+// The host's chart settings. The engine reads and writes only ChartType and
+// ChartParam (the 25th and 26th 32-bit words); the words before them belong
+// to the host and are never touched.
+struct ATP_KLINE {
+    std::int32_t HostReserved[24];
+    std::int32_t ChartType;   // 0-2 ordinary, 3 N-line break, 4 brick, 5 reversal
+    std::int32_t ChartParam;  // lines N, box size B or minimum reversal R; written back clamped
+};
+static_assert(sizeof(ATP_KLINE) == 104, "ATP_KLINE is 104 bytes");
+static_assert(offsetof(ATP_KLINE, ChartType) == 96, "ATP_KLINE.ChartType offset");
+static_assert(offsetof(ATP_KLINE, ChartParam) == 100, "ATP_KLINE.ChartParam offset");
+
 namespace fenxi::detail {
 struct EngineState;
 }
@@ -271,6 +283,24 @@ public:
                        FENXIDATA_PROPERTY* property, int reserved = 0);
     // Reruns the generator with a scratch property.
     void UpdateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p, int shift);
+
+    // ---- price charts ----
+    // Rows of open, high, low, close (0-3, converted), date (4), time (5) and
+    // volume (6) for the main chart. Types 0-2 copy every bar; 3 builds an
+    // N-line break chart, 4 a brick chart, 5 a reversal chart from the
+    // closes, each block also handed back as a synthetic bar in `newBars`.
+    // `newBars` is allocated by the engine: release it with FreeKLineBars
+    // (fenxi_c.h), never with the host's own allocator. A brick chart stops
+    // cleanly at kMaxChartBlocks blocks. `out` is set to null first; null
+    // bars, property or settings, or count < 1, return with nothing
+    // allocated. An unknown chart type returns with `newBars` and `newCount`
+    // untouched.
+    static constexpr int kMaxChartBlocks = 1000000;
+    void GenerateKLINE(UNIKDATA* bars, int unit, int count, UNIKDATA*& newBars, int& newCount, FENXIDATA*& out,
+                       FENXIDATA_PROPERTY* property, ATP_KLINE* settings, const char* symbol, int reserved = 0);
+    // The seven rows of every bar, for comparing two series.
+    void GenerateCmpKLINE(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, FENXIDATA_PROPERTY* property,
+                          const char* symbol, int reserved = 0);
 
     // ---- chip distribution ----
     // Directional first stage over an N-bar window (true range 0, up and

@@ -61,6 +61,10 @@ typedef void (FENXI_CALL *FENXI_DEBUG_OUTPUT_HOOK)(const char *text);
  * Returns the hook that was installed before. */
 FENXI_API FENXI_DEBUG_OUTPUT_HOOK FENXI_CALL SetDebugOutputHook(FENXI_DEBUG_OUTPUT_HOOK hook);
 
+/* Releases a synthetic bar array handed out by GenerateKLINE and sets
+ * *ppBars to null; a null *ppBars is left alone. */
+FENXI_API void FENXI_CALL FreeKLineBars(UNIKDATA **ppBars);
+
 #ifdef __cplusplus
 } /* extern "C" */
 #endif

@@ -79,6 +79,16 @@ TEST(Sweep, AllUnitsAndPeriods) {
             e.GenerateSHCMXDelta(b, unit, r, n, q, &p);
             if (q >= 1 && q <= n) e.GenerateZJLDXFX(b, unit, r, q, &p);
             if (q >= 1 && q <= n) e.GenerateSHLDXFX(b, unit, r, q, &p);
+            for (int type = -1; type <= 6; ++type) {
+                ATP_KLINE settings{};
+                settings.ChartType = type;
+                settings.ChartParam = q * 100;
+                UNIKDATA* blocks = nullptr;
+                int count = 0;
+                e.GenerateKLINE(b, unit, n, blocks, count, r, &p, &settings, "EURJPY");
+                FreeKLineBars(&blocks);
+            }
+            e.GenerateCmpKLINE(b, unit, r, n, &p, nullptr);
             EXPECT_EQ(FenxiEngineProbe::Lock(e).DepthHeldByMe(), 0u) << unit << "/" << q;
         }
     }
