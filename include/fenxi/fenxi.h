@@ -36,6 +36,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "fenxi/fenxi_c.h"
 
@@ -65,6 +66,29 @@ struct ATP_KLINE {
 static_assert(sizeof(ATP_KLINE) == 104, "ATP_KLINE is 104 bytes");
 static_assert(offsetof(ATP_KLINE, ChartType) == 96, "ATP_KLINE.ChartType offset");
 static_assert(offsetof(ATP_KLINE, ChartParam) == 100, "ATP_KLINE.ChartParam offset");
+
+// One long (D) or short (K) signal point, 80 bytes.
+struct _SIG_TABLE {
+    std::int32_t Sequence;      // 1-based position in the vector
+    std::int32_t Kind;          // 0 = D point (buy), 2 = K point (sell)
+    double Price;               // threshold crossed, display units (price x 10000 / unit)
+    double Reserved16;          // 0
+    std::int32_t Date;          // of the bar
+    std::int32_t Time;          // of the bar
+    std::int32_t Link;          // D point: -1; K point: the sequence of the D point it closes
+    std::int32_t BarIndex;      // index into the caller's bars
+    std::int32_t Reserved40[10];
+};
+static_assert(sizeof(_SIG_TABLE) == 80, "_SIG_TABLE is 80 bytes");
+static_assert(offsetof(_SIG_TABLE, Sequence) == 0, "_SIG_TABLE.Sequence offset");
+static_assert(offsetof(_SIG_TABLE, Kind) == 4, "_SIG_TABLE.Kind offset");
+static_assert(offsetof(_SIG_TABLE, Price) == 8, "_SIG_TABLE.Price offset");
+static_assert(offsetof(_SIG_TABLE, Reserved16) == 16, "_SIG_TABLE.Reserved16 offset");
+static_assert(offsetof(_SIG_TABLE, Date) == 24, "_SIG_TABLE.Date offset");
+static_assert(offsetof(_SIG_TABLE, Time) == 28, "_SIG_TABLE.Time offset");
+static_assert(offsetof(_SIG_TABLE, Link) == 32, "_SIG_TABLE.Link offset");
+static_assert(offsetof(_SIG_TABLE, BarIndex) == 36, "_SIG_TABLE.BarIndex offset");
+static_assert(offsetof(_SIG_TABLE, Reserved40) == 40, "_SIG_TABLE.Reserved40 offset");
 
 namespace fenxi::detail {
 struct EngineState;
@@ -302,6 +326,18 @@ public:
     void GenerateCmpKLINE(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, FENXIDATA_PROPERTY* property,
                           const char* symbol, int reserved = 0);
 
+    // ---- signal systems ----
+    // Clears the engine's mounted system, mounts a new one for the security
+    // (its lines computed over all bars on private engines) and runs the
+    // short-term (`shortSystem`) or long-term system, appending D and K
+    // points to `signals`. `longTerm` chooses the lines: the short-term system
+    // needs them mounted with false, the long-term one with true; otherwise
+    // nothing is appended. Always returns false: read the vector.
+    bool MountAdvSys(std::vector<_SIG_TABLE>& signals, int unused1, bool unused2, bool longTerm, const char* code,
+                     int market, int i2, int i3, int i4, int i5, int i6, int i7, int i8, int i9, int i10,
+                     int count, UNIKDATA* bars, int unit, bool shortSystem, bool drawdownExit, bool narrowLimit,
+                     bool limitRules);
+
     // ---- chip distribution ----
     // Directional first stage over an N-bar window (true range 0, up and
     // down moves 1 and 2, their N-bar sums 3-5, percentages 6 and 8), then
@@ -344,6 +380,10 @@ private:
     // Shared body of GenerateHHV and GenerateLLV.
     void GenerateExtreme(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field, int period,
                          FENXIDATA_PROPERTY* property, bool highest);
+    // The two systems of MountAdvSys over the mounted lines.
+    void RunShortTermSystem(std::vector<_SIG_TABLE>& signals, int count, UNIKDATA* bars, int unit, bool narrowLimit);
+    void RunLongTermSystem(std::vector<_SIG_TABLE>& signals, int count, UNIKDATA* bars, int unit, bool drawdownExit,
+                           bool narrowLimit, bool limitRules);
     // Shared body of the six chip-distribution generators.
     void GenerateChip(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property,
                       int kind);
