@@ -90,9 +90,12 @@ static_assert(offsetof(_SIG_TABLE, Link) == 32, "_SIG_TABLE.Link offset");
 static_assert(offsetof(_SIG_TABLE, BarIndex) == 36, "_SIG_TABLE.BarIndex offset");
 static_assert(offsetof(_SIG_TABLE, Reserved40) == 40, "_SIG_TABLE.Reserved40 offset");
 
-namespace fenxi::detail {
+namespace fenxi {
+struct MountedSystem;
+namespace detail {
 struct EngineState;
 }
+}  // namespace fenxi
 
 class FENXI_API CAnalysisTechniques {
 public:
@@ -338,6 +341,21 @@ public:
                      int count, UNIKDATA* bars, int unit, bool shortSystem, bool drawdownExit, bool narrowLimit,
                      bool limitRules);
 
+    // Tip texts for bar `index` against the system mounted on this engine for
+    // the same market, code, long-term flag and third integer: the close at
+    // which the next bar would produce the next D or K point. Returns 1 with
+    // `message` and `price` set, or 0 (a line in the log, `message` untouched).
+    // Null bars are refused like an index outside the bars.
+    int GetShortTermCPXTips(int market, const char* code, bool longTerm, int i3, UNIKDATA* bars, int unit, int count,
+                            std::vector<_SIG_TABLE>& signals, int index, std::string& message, double& price,
+                            double unused1, int& unused2, bool unused3, bool narrowLimit);
+    // `tolerance` and `near` (set to 1 when |P - threshold| / P lies within
+    // 1 +- tolerance) belong to the exit tip; `drawdownExit` and `narrowLimit`
+    // match the system's flags.
+    int GetLongTermCPXTips(int market, const char* code, bool longTerm, int i3, UNIKDATA* bars, int unit, int count,
+                           std::vector<_SIG_TABLE>& signals, int index, std::string& message, double& price,
+                           double tolerance, int& near, bool drawdownExit, bool narrowLimit);
+
     // ---- chip distribution ----
     // Directional first stage over an N-bar window (true range 0, up and
     // down moves 1 and 2, their N-bar sums 3-5, percentages 6 and 8), then
@@ -384,6 +402,8 @@ private:
     void RunShortTermSystem(std::vector<_SIG_TABLE>& signals, int count, UNIKDATA* bars, int unit, bool narrowLimit);
     void RunLongTermSystem(std::vector<_SIG_TABLE>& signals, int count, UNIKDATA* bars, int unit, bool drawdownExit,
                            bool narrowLimit, bool limitRules);
+    // The mounted system when it matches the caller's security, else null.
+    const fenxi::MountedSystem* MatchingSystem(int market, const char* code, bool longTerm, int i3) const;
     // Shared body of the six chip-distribution generators.
     void GenerateChip(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property,
                       int kind);
