@@ -1,0 +1,131 @@
+// Runs the built fenxi tool as a user would.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "bars.h"
+
+namespace {
+
+struct Result {
+    int status;
+    std::string out, err;
+};
+
+Result Fenxi(const std::string& args) {
+    const auto dir = std::filesystem::temp_directory_path();
+    const std::string outFile = (dir / "fenxi_cli_out.txt").string(), errFile = (dir / "fenxi_cli_err.txt").string();
+    const int status = std::system((std::string(FENXI_CLI) + " " + args + " >" + outFile + " 2>" + errFile).c_str());
+    auto slurp = [](const std::string& f) {
+        std::ifstream in(f);
+        std::stringstream ss;
+        ss << in.rdbuf();
+        return ss.str();
+    };
+    return {WEXITSTATUS(status), slurp(outFile), slurp(errFile)};
+}
+
+std::string Write(const std::string& name, const std::string& text) {
+    const auto path = (std::filesystem::temp_directory_path() / name).string();
+    std::ofstream(path) << text;
+    return path;
+}
+
+const std::string kSample = std::string(FENXI_DATA_DIR) + "/daily_sz002032.csv";
+
+}  // namespace
+
+TEST(Cli, ReportOnTheShippedSample) {
+    const Result r = Fenxi("");
+    EXPECT_EQ(r.status, 0) << r.err;
+    for (const char* part : {"2813 bars", "MACD", "KDJ", "Long-term system", "Short-term system", "操作提示"})
+        EXPECT_NE(r.out.find(part), std::string::npos) << part;
+}
+
+TEST(Cli, BrokenFilesNameTheFileAndLine) {
+    struct Case { const char* name; const char* text; const char* message; };
+    const Case cases[] = {
+        {"no_close.csv", "date,open,high,low\n2020-01-02,1,2,1\n", "no_close.csv:1: missing column 'close'"},
+        {"text.csv", "date,open,high,low,close\n20200102,1,2,1,1.5\n20200103,1,abc,1,1\n",
+         "text.csv:3: 'abc' is not a price in column high"},
+        {"high_low.csv", "date,open,high,low,close\n20200102,1,1,2,1\n", "high_low.csv:2: high below low"},
+        {"order.csv", "date,open,high,low,close\n20200102,1,2,1,1\n20200103,1,2,1,1\n20200101,1,2,1,1\n",
+         "order.csv:4: dates out of order"},
+        {"empty.csv", "", "empty.csv:1: empty file"},
+        {"header_only.csv", "date,open,high,low,close\n", "header_only.csv:1: no bars"},
+        {"bad_date.csv", "date,open,high,low,close\n2020-13-01,1,2,1,1\n", "bad_date.csv:2: '2020-13-01' is not a date"},
+    };
+    for (const Case& c : cases) {
+        const Result r = Fenxi("calc MA1 -i " + Write(c.name, c.text));
+        EXPECT_EQ(r.status, 1) << c.name;
+        EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+        EXPECT_TRUE(r.out.empty()) << c.name;
+    }
+}
+
+TEST(Cli, UnknownIndicatorListsTheValidOnes) {
+    const Result r = Fenxi("calc NOPE -i " + kSample);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("unknown indicator 'NOPE'"), std::string::npos);
+    EXPECT_NE(r.err.find("MACD"), std::string::npos);
+    EXPECT_EQ(Fenxi("calc MA1 1 2 3 -i " + kSample).status, 2);  // too many parameters
+}
+
+TEST(Cli, RawOutputIsTheLibraryBitForBit) {
+    const Result r = Fenxi("calc 102 12 26 9 --raw -i " + kSample);  // MACD by code
+    ASSERT_EQ(r.status, 0) << r.err;
+    auto bars = testbars::Sample();
+    CAnalysisTechniques e;
+    CAnalysisTechniques::FENXIDATA* rows = nullptr;
+    CAnalysisTechniques::FENXIDATA_PROPERTY p{};
+    e.GenerateMACD(bars.data(), 100, rows, static_cast<int>(bars.size()), 12, 26, 9, &p);
+    std::istringstream in(r.out);
+    std::string line;
+    int row = -1;
+    while (std::getline(in, line)) {
+        if (line.empty() || line[0] == '#' || line.rfind("bar,", 0) == 0) continue;
+        ++row;
+        std::istringstream cells(line);
+        std::string cell;
+        for (int k = 0; k < 3; ++k) std::getline(cells, cell, ',');
+        for (int c = 0; c < 43; ++c) {
+            std::getline(cells, cell, ',');
+            ASSERT_EQ(std::strtod(cell.c_str(), nullptr), rows[row].FenXi[c]) << row << "," << c;
+        }
+    }
+    EXPECT_EQ(row + 1, static_cast<int>(bars.size()));
+}
+
+TEST(Cli, CsvJsonUpdateChartSignalsTipsFlowAndNewestFirstFiles) {
+    Result r = Fenxi("calc ma2 5 10 -i " + kSample);
+    ASSERT_EQ(r.status, 0);
+    EXPECT_EQ(r.out.substr(0, r.out.find('\n')), "date,time,MA1,MA2");
+    EXPECT_NE(r.out.find("\n2004-08-23,,,\n2004-08-24,,10.34,\n"), std::string::npos);  // blank before StartPos
+
+    r = Fenxi("calc RSI --json -i " + kSample);
+    EXPECT_NE(r.out.find("\"ValueScale\": 100"), std::string::npos);
+    const Result plain = Fenxi("calc MA5 -i " + kSample), updated = Fenxi("calc MA5 --update -i " + kSample);
+    EXPECT_EQ(plain.out.substr(plain.out.rfind("2016-08-17")), updated.out.substr(updated.out.rfind("2016-08-17")));
+
+    r = Fenxi("chart 4 500 -i " + kSample);
+    EXPECT_NE(r.out.find("parameter 2000 after clamping"), std::string::npos);
+    r = Fenxi("signals --short -i " + kSample);
+    EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 70);  // header + 69 points
+    r = Fenxi("tips --bar 2000 -i " + kSample);
+    EXPECT_NE(r.out.find("[short-term]"), std::string::npos);
+    EXPECT_EQ(Fenxi("flow zj -i " + kSample).status, 0);
+    EXPECT_NE(Fenxi("flow xx -i " + kSample).status, 0);
+
+    const std::string reversed = Write("sh600000_newest_first.csv",
+                                       "日期,开盘价,最高价,最低价,收盘价,成交量\n"
+                                       "2020-01-03,10.20,10.50,10.10,10.40,1000\n"
+                                       "2020-01-02,10.00,10.30,9.900,10.20,2000\n");
+    r = Fenxi("calc VOL1 -i " + reversed);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "date,time,VOLUME\n2020-01-02,,2000\n2020-01-03,,1000\n");
+}
