@@ -92,6 +92,7 @@ static_assert(offsetof(_SIG_TABLE, Reserved40) == 40, "_SIG_TABLE.Reserved40 off
 
 namespace fenxi {
 struct MountedSystem;
+struct ClassicSpec;
 namespace detail {
 struct EngineState;
 }
@@ -329,6 +330,79 @@ public:
     void GenerateCmpKLINE(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, FENXIDATA_PROPERTY* property,
                           const char* symbol, int reserved = 0);
 
+    // ---- the classic indicators ----
+    // Notation: C, O, H, L, V of a bar, X1 the previous bar's X (none on the
+    // first bar, whose previous-bar terms are 0), MA/SUM over the last N rows
+    // (0 before a full window), EMA seeded with the first value. Percent and
+    // ratio lines are stored x100 (ValueScale 100), price lines x10000. Each
+    // updater recomputes the last row exactly as its generator does. An
+    // integer period below 1 returns early with nothing touched.
+
+    // PDI = SUM(+DM,N)*100/SUM(TR,N), MDI likewise (0, 1); ADX = MA(|MDI-PDI|
+    // /(MDI+PDI)*100, M) (2); ADXR = (ADX + ADX M bars ago)/2 (3).
+    void GenerateDMI(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, int M, FENXIDATA_PROPERTY* property);
+    void UpdateDMI(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N, int M);
+    // Wilder: TR, +DM, -DM smoothed from their N-bar sum by prev - prev/N + x;
+    // ADX (0) the Wilder average of DX, +DI (1), -DI (2).
+    void GenerateADX(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property);
+    void UpdateADX(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N);
+    // DDD = MA(C,N1) - MA(C,N2) (0); AMA = MA(DDD,N1) (1).
+    void GenerateDMA(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N1, int N2, FENXIDATA_PROPERTY* property);
+    void UpdateDMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N1, int N2);
+    // BR = SUM(max(0,H-C1),N)/SUM(max(0,C1-L),N)*100 (0); AR = SUM(H-O,N)/SUM(O-L,N)*100 (1).
+    void GenerateBRAR(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property);
+    void UpdateBRAR(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N);
+    // CR = SUM(max(0,H-MID),N)/SUM(max(0,MID-L),N)*100, MID = (H1+L1)/2 (0);
+    // MAk = MA(CR,Mk) taken int(Mk/2.5+1) bars back (1-4).
+    void GenerateCR(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, int M1, int M2, int M3, int M4,
+                    FENXIDATA_PROPERTY* property);
+    void UpdateCR(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N, int M1, int M2, int M3, int M4);
+    // ASI = SUM(SI,26) (0), ASIT = MA(ASI,10) (1), SI the swing index 16*X/R*max(AA,BB).
+    void GenerateASI(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, FENXIDATA_PROPERTY* property);
+    void UpdateASI(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n);
+    // From TYP = (H+L+C)/3, HV = HHV(H,N), LV = LLV(L,N): WR, MR, SR, WS, MS,
+    // SS (0-5). Keeps the engine's lock on return, as the engine always did.
+    void GenerateMike(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property);
+    void UpdateMike(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N);
+    // TRIX = (TR-TR1)/TR1*100, TR the triple EMA of C (0); MATRIX = MA(TRIX,M) (1).
+    void GenerateTRIX(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, int M, FENXIDATA_PROPERTY* property);
+    void UpdateTRIX(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N, int M);
+    // EMV = MA(MID*MA(V,N)/V*(H-L)/MA(H-L,N), N), MID = 100*(H+L-H1-L1)/(H+L) (0);
+    // MAEMV = MA(EMV,M) (1).
+    void GenerateEMV(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, int M, FENXIDATA_PROPERTY* property);
+    void UpdateEMV(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N, int M);
+    // CHG = (C - C N bars ago)/(C N bars ago)*100 (0); CHGP = C - C N bars ago
+    // (1), stored x100 like CHG so one ValueScale (100) serves both.
+    void GenerateChg(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property);
+    void UpdateChg(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N);
+    // AD = running sum of V*((C-L)-(H-C))/(H-L); CO = EMA(AD,fast) - EMA(AD,slow)
+    // (0); MACO = MA(CO,M) (1). Volume units.
+    void GenerateChaikin(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int M, double fast, double slow,
+                         FENXIDATA_PROPERTY* property);
+    void UpdateChaikin(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int M, double fast, double slow);
+    // Least-squares line through the last N closes at x = 1..N, value at N+1 (0); MATSF (1).
+    void GenerateTSF(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, int M, FENXIDATA_PROPERTY* property);
+    void UpdateTSF(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N, int M);
+    // MASS = SUM(MA(H-L,N1)/MA(MA(H-L,N1),N1), N2) (0); MAMASS = MA(MASS,M) (1).
+    // N2 and M are taken as whole numbers; outside 1..INT32_MAX returns early.
+    void GenerateMASS(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N1, double N2, double M, double reserved,
+                      FENXIDATA_PROPERTY* property);
+    void UpdateMASS(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N1, double N2, double M, double reserved);
+    // CSI = ADXR*ATR*(V/sqrt(M))/(150+25)*100 with Wilder's ADXR and ATR over N (0).
+    void GenerateCSI(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, int V, int M,
+                     FENXIDATA_PROPERTY* property);
+    void UpdateCSI(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N, int V, int M);
+    // Weighted average sum(k*C_k)/sum(k), newest weight N (0).
+    void GenerateMAW(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property);
+    void UpdateMAW(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N);
+    // UPPER = MID*(1+M1/100) (0), MID = MA(C,N) (1), LOWER = MID*(1-M2/100) (2).
+    void GenerateMAE(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, int M1, int M2,
+                     FENXIDATA_PROPERTY* property);
+    void UpdateMAE(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N, int M1, int M2);
+    // UPPER = HHV(H,N) (0), MID = (UPPER+LOWER)/2 (1), LOWER = LLV(L,N) (2).
+    void GeneratePC(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N, FENXIDATA_PROPERTY* property);
+    void UpdatePC(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int N);
+
     // ---- signal systems ----
     // Clears the engine's mounted system, mounts a new one for the security
     // (its lines computed over all bars on private engines) and runs the
@@ -398,6 +472,13 @@ private:
     // Shared body of GenerateHHV and GenerateLLV.
     void GenerateExtreme(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, KLINE_INDEX field, int period,
                          FENXIDATA_PROPERTY* property, bool highest);
+    // Shared bodies of the classic indicators: one row function per
+    // indicator, run for every row by the generator and for the last by the
+    // updater.
+    void GenerateClassic(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, FENXIDATA_PROPERTY* property,
+                         const fenxi::ClassicSpec& spec, const double* params);
+    void UpdateClassic(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const fenxi::ClassicSpec& spec,
+                       const double* params);
     // The two systems of MountAdvSys over the mounted lines.
     void RunShortTermSystem(std::vector<_SIG_TABLE>& signals, int count, UNIKDATA* bars, int unit, bool narrowLimit);
     void RunLongTermSystem(std::vector<_SIG_TABLE>& signals, int count, UNIKDATA* bars, int unit, bool drawdownExit,

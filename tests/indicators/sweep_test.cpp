@@ -77,6 +77,33 @@ TEST(Sweep, AllUnitsAndPeriods) {
             e.GenerateDHCMXDelta(b, unit, r, n, q, &p);
             e.GenerateSHCMX(b, unit, r, n, q, &p);
             e.GenerateSHCMXDelta(b, unit, r, n, q, &p);
+            {
+                CAnalysisTechniques classic;  // Mike keeps its engine's lock
+                FENXIDATA* c = nullptr;
+                classic.GenerateDMI(b, unit, c, n, q, q, &p);
+                classic.UpdateDMI(b, unit, c, n, q, q);
+                classic.GenerateADX(b, unit, c, n, q, &p);
+                classic.UpdateADX(b, unit, c, n, q);
+                classic.GenerateDMA(b, unit, c, n, q, 2 * q, &p);
+                classic.GenerateBRAR(b, unit, c, n, q, &p);
+                classic.GenerateCR(b, unit, c, n, q, q, 1, 40, n, &p);
+                classic.UpdateCR(b, unit, c, n, q, q, 1, 40, n);
+                classic.GenerateASI(b, unit, c, n, &p);
+                classic.GenerateTRIX(b, unit, c, n, q, q, &p);
+                classic.GenerateEMV(b, unit, c, n, q, q, &p);
+                classic.GenerateChg(b, unit, c, n, q, &p);
+                classic.UpdateChg(b, unit, c, n, q);
+                classic.GenerateChaikin(b, unit, c, n, q, q, -1.0, &p);
+                classic.GenerateTSF(b, unit, c, n, q, q, &p);
+                classic.GenerateMASS(b, unit, c, n, q, q * 1.5, -q, 0, &p);
+                classic.GenerateCSI(b, unit, c, n, q, 100, q, &p);
+                classic.GenerateMAW(b, unit, c, n, q, &p);
+                classic.UpdateMAW(b, unit, c, n, q);
+                classic.GenerateMAE(b, unit, c, n, q, q, q, &p);
+                classic.GeneratePC(b, unit, c, n, q, &p);
+                classic.GenerateMike(b, unit, c, n, q, &p);
+                classic.UpdateMike(b, unit, c, n, q);
+            }
             if (q >= 1 && q <= n) e.GenerateZJLDXFX(b, unit, r, q, &p);
             if (q >= 1 && q <= n) e.GenerateSHLDXFX(b, unit, r, q, &p);
             for (int type = -1; type <= 6; ++type) {

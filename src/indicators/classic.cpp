@@ -1,0 +1,417 @@
+// The classic indicators beyond the detailed families: one row function per
+// indicator computes every column of row i from the bars and the earlier
+// rows, so the generator (all rows) and the updater (the last row) agree bit
+// for bit.
+#include <cmath>
+#include <limits>
+
+#include "indicators/columns.h"
+
+namespace fenxi {
+
+using RowFn = void (*)(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p);
+using StartFn = std::int64_t (*)(const double* p, int line);
+
+struct ClassicSpec {
+    RowFn row;
+    int valueScale;
+    int lineCount;
+    int columns[6];
+    StartFn start;
+    int periods;  // leading parameters that are periods and must be >= 1
+    bool keepLock;
+};
+
+namespace {
+
+int P(const double* p, int k) { return static_cast<int>(p[k]); }
+double H(const UNIKDATA* b, double f, int i) { return b[i].High * f; }
+double L(const UNIKDATA* b, double f, int i) { return b[i].Low * f; }
+double C(const UNIKDATA* b, double f, int i) { return b[i].Close * f; }
+double O(const UNIKDATA* b, double f, int i) { return b[i].Open * f; }
+double Ratio(double a, double b) { return b == 0 ? 0.0 : a / b; }
+
+// max(H-L, |H-C1|, |L-C1|); 0 on the first bar.
+double TrueRange(const UNIKDATA* b, double f, int i) {
+    if (i == 0) return 0.0;
+    const double h = H(b, f, i), l = L(b, f, i), c1 = C(b, f, i - 1);
+    return std::max(std::max(h - l, std::fabs(h - c1)), std::fabs(l - c1));
+}
+
+// Highest high and lowest low of bars max(0, i-N+1) .. i.
+void Extremes(const UNIKDATA* b, double f, int i, int N, double& hv, double& lv) {
+    hv = H(b, f, i);
+    lv = L(b, f, i);
+    for (std::int64_t j = i - 1; j >= 0 && j > std::int64_t{i} - N; --j) {
+        hv = std::max(hv, H(b, f, static_cast<int>(j)));
+        lv = std::min(lv, L(b, f, static_cast<int>(j)));
+    }
+}
+
+void DmiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    const int N = P(p, 0), M = P(p, 1);
+    double* v = r[i].FenXi;
+    v[10] = v[11] = v[12] = 0.0;
+    if (i > 0) {
+        v[10] = TrueRange(b, f, i);
+        const double hd = H(b, f, i) - H(b, f, i - 1), ld = L(b, f, i - 1) - L(b, f, i);
+        v[11] = hd > 0 && hd > ld ? hd : 0.0;
+        v[12] = ld > 0 && ld > hd ? ld : 0.0;
+    }
+    const double tr = sum(r, n, i, N, 10);
+    const double pdi = Ratio(sum(r, n, i, N, 11) * 100, tr), mdi = Ratio(sum(r, n, i, N, 12) * 100, tr);
+    v[13] = Ratio(std::fabs(mdi - pdi), mdi + pdi) * 100;
+    v[0] = pdi * 100;
+    v[1] = mdi * 100;
+    v[2] = ma(r, n, i, M, 13) * 100;
+    v[3] = i >= M ? (v[2] + r[i - M].FenXi[2]) / 2 : 0.0;
+}
+
+// Wilder's smoothing: components (14 TR, 15 +DM, 16 -DM) smoothed into 10-12
+// from their N-bar sum by prev - prev/N + x; +DI (19), -DI (20), DX (13),
+// ADX (17, mean of the first N DX, then (prev*(N-1) + DX)/N), ATR (18).
+void WilderRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, int N) {
+    double* v = r[i].FenXi;
+    v[14] = v[15] = v[16] = 0.0;
+    if (i > 0) {
+        v[14] = TrueRange(b, f, i);
+        const double up = H(b, f, i) - H(b, f, i - 1), down = L(b, f, i - 1) - L(b, f, i);
+        v[15] = up > down && up > 0 ? up : 0.0;
+        v[16] = down > up && down > 0 ? down : 0.0;
+    }
+    for (int k = 0; k < 3; ++k) {
+        if (i < N)
+            v[10 + k] = 0.0;
+        else if (i == N)
+            v[10 + k] = sum(r, n, i, N, 14 + k);
+        else
+            v[10 + k] = r[i - 1].FenXi[10 + k] - r[i - 1].FenXi[10 + k] / N + v[14 + k];
+    }
+    v[19] = Ratio(100 * v[11], v[10]);
+    v[20] = Ratio(100 * v[12], v[10]);
+    v[13] = i < N ? 0.0 : Ratio(100 * std::fabs(v[19] - v[20]), v[19] + v[20]);
+    const std::int64_t first = 2 * std::int64_t{N} - 1;
+    if (i < first)
+        v[17] = 0.0;
+    else if (i == first)
+        v[17] = sum(r, n, i, N, 13) / N;
+    else
+        v[17] = (r[i - 1].FenXi[17] * (N - 1) + v[13]) / N;
+    if (i < N)
+        v[18] = 0.0;
+    else if (i == N)
+        v[18] = sum(r, n, i, N, 14) / N;
+    else
+        v[18] = (r[i - 1].FenXi[18] * (N - 1) + v[14]) / N;
+}
+
+void AdxRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    WilderRow(b, f, r, n, i, P(p, 0));
+    double* v = r[i].FenXi;
+    v[0] = v[17] * 100;
+    v[1] = v[19] * 100;
+    v[2] = v[20] * 100;
+}
+
+void CsiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    const int N = P(p, 0);
+    WilderRow(b, f, r, n, i, N);
+    double* v = r[i].FenXi;
+    const bool full = std::int64_t{i} - N >= 2 * std::int64_t{N} - 1;
+    const double adxr = full ? (v[17] + r[i - N].FenXi[17]) / 2 : 0.0;
+    v[0] = full ? adxr * v[18] * (p[1] / std::sqrt(p[2])) / (150 + 25) * 100 : 0.0;
+}
+
+void DmaRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    double* v = r[i].FenXi;
+    v[10] = C(b, f, i);
+    v[0] = ma(r, n, i, P(p, 0), 10) - ma(r, n, i, P(p, 1), 10);
+    v[1] = ma(r, n, i, P(p, 0), 0);
+}
+
+void BrarRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    const int N = P(p, 0);
+    double* v = r[i].FenXi;
+    const double c1 = i > 0 ? C(b, f, i - 1) : 0.0;
+    v[10] = i > 0 ? std::max(0.0, H(b, f, i) - c1) : 0.0;
+    v[11] = i > 0 ? std::max(0.0, c1 - L(b, f, i)) : 0.0;
+    v[12] = H(b, f, i) - O(b, f, i);
+    v[13] = O(b, f, i) - L(b, f, i);
+    v[0] = Ratio(sum(r, n, i, N, 10), sum(r, n, i, N, 11)) * 100 * 100;
+    v[1] = Ratio(sum(r, n, i, N, 12), sum(r, n, i, N, 13)) * 100 * 100;
+}
+
+int CrShift(int m) { return static_cast<int>(m / 2.5 + 1); }
+
+void CrRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    double* v = r[i].FenXi;
+    v[10] = v[11] = 0.0;
+    if (i > 0) {
+        const double mid = (H(b, f, i - 1) + L(b, f, i - 1)) / 2;
+        v[10] = std::max(0.0, H(b, f, i) - mid);
+        v[11] = std::max(0.0, mid - L(b, f, i));
+    }
+    v[0] = Ratio(sum(r, n, i, P(p, 0), 10), sum(r, n, i, P(p, 0), 11)) * 100 * 100;
+    for (int k = 1; k <= 4; ++k) {
+        const std::int64_t j = std::int64_t{i} - CrShift(P(p, k));
+        v[k] = j >= 0 ? ma(r, n, static_cast<int>(j), P(p, k), 0) : 0.0;
+    }
+}
+
+void AsiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double*) {
+    double* v = r[i].FenXi;
+    v[10] = 0.0;
+    if (i > 0) {
+        const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i), o = O(b, f, i);
+        const double c1 = C(b, f, i - 1), o1 = O(b, f, i - 1), l1 = L(b, f, i - 1);
+        const double aa = std::fabs(h - c1), bb = std::fabs(l - c1), cc = std::fabs(h - l1), dd = std::fabs(c1 - o1);
+        const double range = (aa > bb && aa > cc)   ? aa + bb / 2 + dd / 4
+                             : (bb > cc && bb > aa) ? bb + aa / 2 + dd / 4
+                                                    : cc + dd / 4;
+        const double x = c - c1 + (c - o) / 2 + c1 - o1;
+        v[10] = range == 0 ? 0.0 : 16 * x / range * std::max(aa, bb);
+    }
+    v[0] = sum(r, n, i, 26, 10);
+    v[1] = ma(r, n, i, 10, 0);
+}
+
+void MikeRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* p) {
+    const double typ = Int32Term(std::int64_t{b[i].High} + b[i].Low + b[i].Close) * f / 3.0;
+    double hv, lv;
+    Extremes(b, f, i, P(p, 0), hv, lv);
+    double* v = r[i].FenXi;
+    v[0] = 2 * typ - lv;
+    v[1] = typ + hv - lv;
+    v[2] = 2 * hv - lv;
+    v[3] = 2 * typ - hv;
+    v[4] = typ - (hv - lv);
+    v[5] = 2 * lv - hv;
+}
+
+void TrixRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    const int N = P(p, 0);
+    double* v = r[i].FenXi;
+    v[10] = C(b, f, i);
+    for (int k = 11; k <= 13; ++k) v[k] = i == 0 ? v[k - 1] : ema(v[k - 1], N, r[i - 1].FenXi[k]);
+    v[0] = i == 0 ? 0.0 : Ratio(v[13] - r[i - 1].FenXi[13], r[i - 1].FenXi[13]) * 100 * 100;
+    v[1] = ma(r, n, i, P(p, 1), 0);
+}
+
+void EmvRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    const int N = P(p, 0);
+    double* v = r[i].FenXi;
+    const double h = H(b, f, i), l = L(b, f, i);
+    v[10] = static_cast<double>(b[i].Volume);
+    v[11] = h - l;
+    const double volume = Ratio(ma(r, n, i, N, 10), v[10]);
+    const double mid = i == 0 ? 0.0 : Ratio(100 * (h + l - (H(b, f, i - 1) + L(b, f, i - 1))), h + l);
+    v[12] = Ratio(mid * volume * (h - l), ma(r, n, i, N, 11));
+    v[0] = ma(r, n, i, N, 12) * 100;
+    v[1] = ma(r, n, i, P(p, 1), 0);
+}
+
+void ChgRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* p) {
+    const int N = P(p, 0);
+    double* v = r[i].FenXi;
+    if (i < N) {
+        v[0] = v[1] = 0.0;
+        return;
+    }
+    const double c = C(b, f, i), cn = C(b, f, i - N);
+    v[0] = Ratio(c - cn, cn) * 100 * 100;
+    v[1] = (c - cn) / 100;
+}
+
+void ChaikinRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    const double fast = p[1], slow = p[2];
+    const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i);
+    const double flow = h == l ? 0.0 : static_cast<double>(b[i].Volume) * ((c - l) - (h - c)) / (h - l);
+    double* v = r[i].FenXi;
+    v[10] = i == 0 ? flow : r[i - 1].FenXi[10] + flow;
+    v[11] = i == 0 ? v[10] : ((fast - 1) * r[i - 1].FenXi[11] + 2 * v[10]) / (fast + 1);
+    v[12] = i == 0 ? v[10] : ((slow - 1) * r[i - 1].FenXi[12] + 2 * v[10]) / (slow + 1);
+    v[0] = v[11] - v[12];
+    v[1] = ma(r, n, i, P(p, 0), 0);
+}
+
+void TsfRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    const int N = P(p, 0);
+    double* v = r[i].FenXi;
+    v[10] = C(b, f, i);
+    v[0] = 0.0;
+    if (std::int64_t{i} >= std::int64_t{N} - 1) {
+        double sy = 0.0, sxy = 0.0;
+        for (int k = 1; k <= N; ++k) {
+            const double y = r[i - N + k].FenXi[10];
+            sy += y;
+            sxy += k * y;
+        }
+        const double dn = N, sx = dn * (dn + 1) / 2, sxx = dn * (dn + 1) * (2 * dn + 1) / 6;
+        const double slope = Ratio(dn * sxy - sx * sy, dn * sxx - sx * sx);
+        v[0] = (sy - slope * sx) / dn + slope * (dn + 1);
+    }
+    v[1] = ma(r, n, i, P(p, 1), 0);
+}
+
+void MassRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    const int N1 = P(p, 0);
+    double* v = r[i].FenXi;
+    v[10] = H(b, f, i) - L(b, f, i);
+    v[11] = ma(r, n, i, N1, 10);
+    v[12] = ma(r, n, i, N1, 11);
+    v[13] = Ratio(v[11], v[12]);
+    v[0] = sum(r, n, i, P(p, 1), 13) * 100;
+    v[1] = ma(r, n, i, P(p, 2), 0);
+}
+
+void MawRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* p) {
+    const int N = P(p, 0);
+    double* v = r[i].FenXi;
+    v[0] = 0.0;
+    if (std::int64_t{i} < std::int64_t{N} - 1) return;
+    double weighted = 0.0;
+    for (int k = 1; k <= N; ++k) weighted += k * C(b, f, i - N + k);
+    const double dn = N;
+    v[0] = weighted / (dn * (dn + 1) / 2);
+}
+
+void MaeRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+    double* v = r[i].FenXi;
+    v[10] = C(b, f, i);
+    const double mid = ma(r, n, i, P(p, 0), 10);
+    v[0] = mid * (1 + P(p, 1) / 100.0);
+    v[1] = mid;
+    v[2] = mid * (1 - P(p, 2) / 100.0);
+}
+
+void PcRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* p) {
+    double hv, lv;
+    Extremes(b, f, i, P(p, 0), hv, lv);
+    double* v = r[i].FenXi;
+    v[0] = hv;
+    v[1] = (hv + lv) / 2;
+    v[2] = lv;
+}
+
+std::int64_t I(const double* p, int k) { return static_cast<std::int64_t>(p[k]); }
+
+constexpr ClassicSpec kDMI{DmiRow, 100, 4, {0, 1, 2, 3}, [](const double* p, int k) -> std::int64_t {
+    return k < 2 ? I(p, 0) : k == 2 ? I(p, 0) + I(p, 1) - 1 : I(p, 0) + 2 * I(p, 1) - 1;
+}, 2, false};
+constexpr ClassicSpec kADX{AdxRow, 100, 3, {0, 1, 2}, [](const double* p, int k) -> std::int64_t {
+    return k == 0 ? 2 * I(p, 0) - 1 : I(p, 0);
+}, 1, false};
+constexpr ClassicSpec kCSI{CsiRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return 3 * I(p, 0) - 1; },
+                           1, false};
+constexpr ClassicSpec kDMA{DmaRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+    return std::max(I(p, 0), I(p, 1)) - 1 + (k == 1 ? I(p, 0) - 1 : 0);
+}, 2, false};
+constexpr ClassicSpec kBRAR{BrarRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+    return k == 0 ? I(p, 0) : I(p, 0) - 1;
+}, 1, false};
+constexpr ClassicSpec kCR{CrRow, 100, 5, {0, 1, 2, 3, 4}, [](const double* p, int k) -> std::int64_t {
+    return k == 0 ? I(p, 0) : I(p, 0) + I(p, k) - 1 + CrShift(P(p, k));
+}, 5, false};
+constexpr ClassicSpec kASI{AsiRow, 10000, 2, {0, 1}, [](const double*, int k) -> std::int64_t { return k == 0 ? 26 : 35; },
+                           0, false};
+constexpr ClassicSpec kMike{MikeRow, 10000, 6, {0, 1, 2, 3, 4, 5},
+                            [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1, true};
+constexpr ClassicSpec kTRIX{TrixRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+    return k == 0 ? 1 : I(p, 1);
+}, 2, false};
+constexpr ClassicSpec kEMV{EmvRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+    const std::int64_t first = std::max<std::int64_t>(I(p, 0) - 1, 1) + I(p, 0) - 1;
+    return k == 0 ? first : first + I(p, 1) - 1;
+}, 2, false};
+constexpr ClassicSpec kChg{ChgRow, 100, 2, {0, 1}, [](const double* p, int) -> std::int64_t { return I(p, 0); }, 1,
+                           false};
+constexpr ClassicSpec kChaikin{ChaikinRow, 1, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+    return k == 0 ? 0 : I(p, 0) - 1;
+}, 1, false};
+constexpr ClassicSpec kTSF{TsfRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+    return I(p, 0) - 1 + (k == 1 ? I(p, 1) - 1 : 0);
+}, 2, false};
+constexpr ClassicSpec kMASS{MassRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+    return 2 * I(p, 0) - 2 + I(p, 1) - 1 + (k == 1 ? I(p, 2) - 1 : 0);
+}, 3, false};
+constexpr ClassicSpec kMAW{MawRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1,
+                           false};
+constexpr ClassicSpec kMAE{MaeRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
+                           1, false};
+constexpr ClassicSpec kPC{PcRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
+                          1, false};
+
+// MASS takes its window lengths as doubles: whole numbers 1..INT32_MAX.
+bool WholePeriod(double v) { return v >= 1 && v <= std::numeric_limits<std::int32_t>::max(); }
+
+}  // namespace
+}  // namespace fenxi
+
+using namespace fenxi;
+
+namespace {
+
+bool PeriodsValid(const ClassicSpec& spec, const double* p) {
+    for (int k = 0; k < spec.periods; ++k)
+        if (!WholePeriod(p[k])) return false;
+    return true;
+}
+
+}  // namespace
+
+void CAnalysisTechniques::GenerateClassic(UNIKDATA* bars, int unit, FENXIDATA*& out, int n,
+                                          FENXIDATA_PROPERTY* property, const ClassicSpec& spec, const double* p) {
+    if (n < 1 || bars == nullptr || property == nullptr || !PeriodsValid(spec, p)) return;
+    FENXIDATA* rows = AcquireReset(out, n, property);
+    if (rows == nullptr) return;
+    for (int k = 0; k < spec.lineCount; ++k) {
+        const int line = spec.columns[k];
+        property->StartPos[line] = static_cast<std::int32_t>(std::min<std::int64_t>(n, spec.start(p, k)));
+        property->EndPos[line] = n;
+        property->LineStyle[line] = 3;
+    }
+    property->ValueScale = spec.valueScale;
+    SetFormat(property, "%.2f");
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < n; ++i) spec.row(bars, f, rows, n, i, p);
+    if (!spec.keepLock) LeaveLock();
+}
+
+void CAnalysisTechniques::UpdateClassic(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const ClassicSpec& spec,
+                                        const double* p) {
+    if (!CanUpdate(bars, rows, n) || !PeriodsValid(spec, p)) return;
+    spec.row(bars, PriceFactor(unit), rows, n, n - 1, p);
+}
+
+#define FENXI_CLASSIC(Name, spec, Sig, Args, ...)                                                               \
+    void CAnalysisTechniques::Generate##Name(UNIKDATA* bars, int unit, FENXIDATA*& out, int n Sig,             \
+                                             FENXIDATA_PROPERTY* property) {                                   \
+        const double p[] = {__VA_ARGS__};                                                                       \
+        GenerateClassic(bars, unit, out, n, property, spec, p);                                                 \
+    }                                                                                                           \
+    void CAnalysisTechniques::Update##Name(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n Sig) {            \
+        const double p[] = {__VA_ARGS__};                                                                       \
+        UpdateClassic(bars, unit, rows, n, spec, p);                                                            \
+    }
+
+#define COMMA ,
+FENXI_CLASSIC(DMI, kDMI, COMMA int N COMMA int M, , double(N), double(M))
+FENXI_CLASSIC(ADX, kADX, COMMA int N, , double(N))
+FENXI_CLASSIC(DMA, kDMA, COMMA int N1 COMMA int N2, , double(N1), double(N2))
+FENXI_CLASSIC(BRAR, kBRAR, COMMA int N, , double(N))
+FENXI_CLASSIC(CR, kCR, COMMA int N COMMA int M1 COMMA int M2 COMMA int M3 COMMA int M4, , double(N), double(M1),
+              double(M2), double(M3), double(M4))
+FENXI_CLASSIC(ASI, kASI, , , 0.0)
+FENXI_CLASSIC(Mike, kMike, COMMA int N, , double(N))
+FENXI_CLASSIC(TRIX, kTRIX, COMMA int N COMMA int M, , double(N), double(M))
+FENXI_CLASSIC(EMV, kEMV, COMMA int N COMMA int M, , double(N), double(M))
+FENXI_CLASSIC(Chg, kChg, COMMA int N, , double(N))
+FENXI_CLASSIC(Chaikin, kChaikin, COMMA int M COMMA double fast COMMA double slow, , double(M), fast, slow)
+FENXI_CLASSIC(TSF, kTSF, COMMA int N COMMA int M, , double(N), double(M))
+FENXI_CLASSIC(CSI, kCSI, COMMA int N COMMA int V COMMA int M, , double(N), double(V), double(M))
+FENXI_CLASSIC(MAW, kMAW, COMMA int N, , double(N))
+FENXI_CLASSIC(MAE, kMAE, COMMA int N COMMA int M1 COMMA int M2, , double(N), double(M1), double(M2))
+FENXI_CLASSIC(PC, kPC, COMMA int N, , double(N))
+FENXI_CLASSIC(MASS, kMASS, COMMA int N1 COMMA double N2 COMMA double M COMMA double, , double(N1), N2, M)
+#undef COMMA
+#undef FENXI_CLASSIC
