@@ -92,7 +92,7 @@ static_assert(offsetof(_SIG_TABLE, Reserved40) == 40, "_SIG_TABLE.Reserved40 off
 
 namespace fenxi {
 struct MountedSystem;
-struct ClassicSpec;
+struct ClassicForm;
 namespace detail {
 struct EngineState;
 }
@@ -476,8 +476,8 @@ private:
     // indicator, run for every row by the generator and for the last by the
     // updater.
     void GenerateClassic(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, FENXIDATA_PROPERTY* property,
-                         const fenxi::ClassicSpec& spec, const double* params);
-    void UpdateClassic(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const fenxi::ClassicSpec& spec,
+                         const fenxi::ClassicForm& form, const double* params);
+    void UpdateClassic(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const fenxi::ClassicForm& form,
                        const double* params);
     // The two systems of MountAdvSys over the mounted lines.
     void RunShortTermSystem(std::vector<_SIG_TABLE>& signals, int count, UNIKDATA* bars, int unit, bool narrowLimit);

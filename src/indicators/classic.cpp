@@ -12,7 +12,7 @@ namespace fenxi {
 using RowFn = void (*)(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p);
 using StartFn = std::int64_t (*)(const double* p, int line);
 
-struct ClassicSpec {
+struct ClassicForm {
     RowFn row;
     int valueScale;
     int lineCount;
@@ -295,50 +295,50 @@ void PcRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* 
 
 std::int64_t I(const double* p, int k) { return static_cast<std::int64_t>(p[k]); }
 
-constexpr ClassicSpec kDMI{DmiRow, 100, 4, {0, 1, 2, 3}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kDMI{DmiRow, 100, 4, {0, 1, 2, 3}, [](const double* p, int k) -> std::int64_t {
     return k < 2 ? I(p, 0) : k == 2 ? I(p, 0) + I(p, 1) - 1 : I(p, 0) + 2 * I(p, 1) - 1;
 }, 2, false};
-constexpr ClassicSpec kADX{AdxRow, 100, 3, {0, 1, 2}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kADX{AdxRow, 100, 3, {0, 1, 2}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 2 * I(p, 0) - 1 : I(p, 0);
 }, 1, false};
-constexpr ClassicSpec kCSI{CsiRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return 3 * I(p, 0) - 1; },
+constexpr ClassicForm kCSI{CsiRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return 3 * I(p, 0) - 1; },
                            1, false};
-constexpr ClassicSpec kDMA{DmaRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kDMA{DmaRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return std::max(I(p, 0), I(p, 1)) - 1 + (k == 1 ? I(p, 0) - 1 : 0);
 }, 2, false};
-constexpr ClassicSpec kBRAR{BrarRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kBRAR{BrarRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? I(p, 0) : I(p, 0) - 1;
 }, 1, false};
-constexpr ClassicSpec kCR{CrRow, 100, 5, {0, 1, 2, 3, 4}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kCR{CrRow, 100, 5, {0, 1, 2, 3, 4}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? I(p, 0) : I(p, 0) + I(p, k) - 1 + CrShift(P(p, k));
 }, 5, false};
-constexpr ClassicSpec kASI{AsiRow, 10000, 2, {0, 1}, [](const double*, int k) -> std::int64_t { return k == 0 ? 26 : 35; },
+constexpr ClassicForm kASI{AsiRow, 10000, 2, {0, 1}, [](const double*, int k) -> std::int64_t { return k == 0 ? 26 : 35; },
                            0, false};
-constexpr ClassicSpec kMike{MikeRow, 10000, 6, {0, 1, 2, 3, 4, 5},
+constexpr ClassicForm kMike{MikeRow, 10000, 6, {0, 1, 2, 3, 4, 5},
                             [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1, true};
-constexpr ClassicSpec kTRIX{TrixRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kTRIX{TrixRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 1 : I(p, 1);
 }, 2, false};
-constexpr ClassicSpec kEMV{EmvRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kEMV{EmvRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     const std::int64_t first = std::max<std::int64_t>(I(p, 0) - 1, 1) + I(p, 0) - 1;
     return k == 0 ? first : first + I(p, 1) - 1;
 }, 2, false};
-constexpr ClassicSpec kChg{ChgRow, 100, 2, {0, 1}, [](const double* p, int) -> std::int64_t { return I(p, 0); }, 1,
+constexpr ClassicForm kChg{ChgRow, 100, 2, {0, 1}, [](const double* p, int) -> std::int64_t { return I(p, 0); }, 1,
                            false};
-constexpr ClassicSpec kChaikin{ChaikinRow, 1, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kChaikin{ChaikinRow, 1, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 0 : I(p, 0) - 1;
 }, 1, false};
-constexpr ClassicSpec kTSF{TsfRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kTSF{TsfRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return I(p, 0) - 1 + (k == 1 ? I(p, 1) - 1 : 0);
 }, 2, false};
-constexpr ClassicSpec kMASS{MassRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
+constexpr ClassicForm kMASS{MassRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return 2 * I(p, 0) - 2 + I(p, 1) - 1 + (k == 1 ? I(p, 2) - 1 : 0);
 }, 3, false};
-constexpr ClassicSpec kMAW{MawRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1,
+constexpr ClassicForm kMAW{MawRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1,
                            false};
-constexpr ClassicSpec kMAE{MaeRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
+constexpr ClassicForm kMAE{MaeRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
                            1, false};
-constexpr ClassicSpec kPC{PcRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
+constexpr ClassicForm kPC{PcRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
                           1, false};
 
 // MASS takes its window lengths as doubles: whole numbers 1..INT32_MAX.
@@ -351,8 +351,8 @@ using namespace fenxi;
 
 namespace {
 
-bool PeriodsValid(const ClassicSpec& spec, const double* p) {
-    for (int k = 0; k < spec.periods; ++k)
+bool PeriodsValid(const ClassicForm& form, const double* p) {
+    for (int k = 0; k < form.periods; ++k)
         if (!WholePeriod(p[k])) return false;
     return true;
 }
@@ -360,38 +360,38 @@ bool PeriodsValid(const ClassicSpec& spec, const double* p) {
 }  // namespace
 
 void CAnalysisTechniques::GenerateClassic(UNIKDATA* bars, int unit, FENXIDATA*& out, int n,
-                                          FENXIDATA_PROPERTY* property, const ClassicSpec& spec, const double* p) {
-    if (n < 1 || bars == nullptr || property == nullptr || !PeriodsValid(spec, p)) return;
+                                          FENXIDATA_PROPERTY* property, const ClassicForm& form, const double* p) {
+    if (n < 1 || bars == nullptr || property == nullptr || !PeriodsValid(form, p)) return;
     FENXIDATA* rows = AcquireReset(out, n, property);
     if (rows == nullptr) return;
-    for (int k = 0; k < spec.lineCount; ++k) {
-        const int line = spec.columns[k];
-        property->StartPos[line] = static_cast<std::int32_t>(std::min<std::int64_t>(n, spec.start(p, k)));
+    for (int k = 0; k < form.lineCount; ++k) {
+        const int line = form.columns[k];
+        property->StartPos[line] = static_cast<std::int32_t>(std::min<std::int64_t>(n, form.start(p, k)));
         property->EndPos[line] = n;
         property->LineStyle[line] = 3;
     }
-    property->ValueScale = spec.valueScale;
+    property->ValueScale = form.valueScale;
     SetFormat(property, "%.2f");
     const double f = PriceFactor(unit);
-    for (int i = 0; i < n; ++i) spec.row(bars, f, rows, n, i, p);
-    if (!spec.keepLock) LeaveLock();
+    for (int i = 0; i < n; ++i) form.row(bars, f, rows, n, i, p);
+    if (!form.keepLock) LeaveLock();
 }
 
-void CAnalysisTechniques::UpdateClassic(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const ClassicSpec& spec,
+void CAnalysisTechniques::UpdateClassic(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const ClassicForm& form,
                                         const double* p) {
-    if (!CanUpdate(bars, rows, n) || !PeriodsValid(spec, p)) return;
-    spec.row(bars, PriceFactor(unit), rows, n, n - 1, p);
+    if (!CanUpdate(bars, rows, n) || !PeriodsValid(form, p)) return;
+    form.row(bars, PriceFactor(unit), rows, n, n - 1, p);
 }
 
-#define FENXI_CLASSIC(Name, spec, Sig, Args, ...)                                                               \
+#define FENXI_CLASSIC(Name, form, Sig, Args, ...)                                                               \
     void CAnalysisTechniques::Generate##Name(UNIKDATA* bars, int unit, FENXIDATA*& out, int n Sig,             \
                                              FENXIDATA_PROPERTY* property) {                                   \
         const double p[] = {__VA_ARGS__};                                                                       \
-        GenerateClassic(bars, unit, out, n, property, spec, p);                                                 \
+        GenerateClassic(bars, unit, out, n, property, form, p);                                                 \
     }                                                                                                           \
     void CAnalysisTechniques::Update##Name(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n Sig) {            \
         const double p[] = {__VA_ARGS__};                                                                       \
-        UpdateClassic(bars, unit, rows, n, spec, p);                                                            \
+        UpdateClassic(bars, unit, rows, n, form, p);                                                            \
     }
 
 #define COMMA ,
