@@ -1,4 +1,5 @@
 // BIAS lines and highest/lowest of a price field.
+#include "core/window.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -10,22 +11,43 @@ void BiasColumn(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int 
     for (int i = from; i < count; ++i) rows[i].FenXi[col] = bias(bars, unit, count, i, period) * 100.0;
 }
 
+// BIAS of every bar: the closes of each window summed exactly by a running
+// int64 sum, which equals the left-to-right double sum of `bias` while the
+// window's magnitude stays below 2^53 (|close| < 2^31, period < 2^22).
+void BiasColumnAll(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int period, int col) {
+    if (period <= 0) return;
+    if (period >= (1 << 22)) {
+        BiasColumn(bars, unit, rows, count, 0, period, col);
+        return;
+    }
+    std::int64_t total = 0;
+    for (int i = 0; i < count; ++i) {
+        total += bars[i].Close;
+        if (i >= period) total -= bars[i - period].Close;
+        const double avg = static_cast<double>(total) / period;
+        rows[i].FenXi[col] = (bars[i].Close - avg) / avg * 100.0 * 100.0;
+    }
+}
+
 // Walks bars i down to max(0, i-period+1) keeping the extreme of one field.
-template <class Better>
 void ExtremeColumn(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int field, int period,
-                   bool convert, Better better) {
+                   bool convert, bool highest) {
     static constexpr std::int32_t UNIKDATA::*kFields[] = {&UNIKDATA::Open, &UNIKDATA::High, &UNIKDATA::Low,
                                                            &UNIKDATA::Close};
     if (period == 0 || field < 0 || field > 3) return;
     const auto member = kFields[field];
     const double f = PriceFactor(unit);
-    for (int i = 0; i < count; ++i) {
-        const int stop = std::max(0, i - period + 1);
-        std::int32_t v = bars[i].*member;
-        for (int j = i - 1; j >= stop; --j)
-            if (better(bars[j].*member, v)) v = bars[j].*member;
-        rows[i].FenXi[0] = convert ? v * f : static_cast<double>(v);
+    if (period < kSlidingExtremeFrom) {
+        for (int i = 0; i < count; ++i) {
+            std::int32_t v = bars[i].*member;
+            for (int j = i - 1; j >= 0 && j > i - period; --j)
+                if (highest ? bars[j].*member > v : bars[j].*member < v) v = bars[j].*member;
+            rows[i].FenXi[0] = convert ? v * f : static_cast<double>(v);
+        }
+        return;
     }
+    SlidingExtreme(count, period, highest, [&](int j) { return bars[j].*member; },
+                   [&](int i, std::int32_t v) { rows[i].FenXi[0] = convert ? v * f : static_cast<double>(v); });
 }
 
 }  // namespace
@@ -43,7 +65,7 @@ void CAnalysisTechniques::GenerateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out
     }
     property->ValueScale = 100;
     SetFormat(property, "%.2f");
-    for (int k = 0; k < 3; ++k) BiasColumn(bars, unit, rows, count, 0, p[k], k);
+    for (int k = 0; k < 3; ++k) BiasColumnAll(bars, unit, rows, count, p[k], k);
     LeaveLock();
 }
 
@@ -63,11 +85,8 @@ void CAnalysisTechniques::GenerateExtreme(UNIKDATA* bars, int unit, FENXIDATA*& 
     property->LineStyle[0] = 3;
     property->ValueScale = 100;
     SetFormat(property, "%.2f");
-    if (highest)
-        ExtremeColumn(bars, unit, rows, count, field, period, true, [](std::int32_t a, std::int32_t b) { return a > b; });
-    else  // the low is stored as the raw integer, unlike every other field
-        ExtremeColumn(bars, unit, rows, count, field, period, field != KI_LOW,
-                      [](std::int32_t a, std::int32_t b) { return a < b; });
+    // LLV over the low is stored as the raw integer, unlike every other field.
+    ExtremeColumn(bars, unit, rows, count, field, period, highest || field != KI_LOW, highest);
     LeaveLock();
 }
 

@@ -1,4 +1,5 @@
 // Moving averages: MA1..MA7, MA channel, life line, SMA, EMA and updaters.
+#include "core/window.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -32,11 +33,9 @@ void CAnalysisTechniques::GenerateMALines(UNIKDATA* bars, int unit, FENXIDATA*& 
 
     FENXIDATA* rows = out = Acquire(n);
     if (rows == nullptr) return;
+    static constexpr int kLines[] = {1, 2, 3, 4, 5, 6, 7};
     const double f = PriceFactor(unit);
-    for (int i = 0; i < n; ++i) {
-        rows[i].FenXi[0] = bars[i].Close * f;
-        for (int j = 1; j <= k; ++j) rows[i].FenXi[j] = sum(rows, n, i, periods[j - 1], 0) / periods[j - 1];
-    }
+    ColumnAverages(rows, n, 0, kLines, periods, k, [&](int i) { rows[i].FenXi[0] = bars[i].Close * f; });
     LeaveLock();
 }
 
@@ -128,8 +127,8 @@ void CAnalysisTechniques::GenerateMAChanel(UNIKDATA* bars, int unit, FENXIDATA*&
     for (int i = 0; i < n; ++i) {
         double* v = rows[i].FenXi;
         CopyPrices(bars[i], f, v[0], v[1], v[2], v[3]);
-        for (int c = 0; c < 4; ++c) v[4 + c] = sum(rows, n, i, p, c) / p;
     }
+    for (int c = 0; c < 4; ++c) ColumnAverage(rows, n, c, 4 + c, p);
     LeaveLock();
 }
 
@@ -148,12 +147,11 @@ void CAnalysisTechniques::GenerateLifeLine(UNIKDATA* bars, int unit, FENXIDATA*&
     FENXIDATA* rows = out = Acquire(n);
     if (rows == nullptr) return;
     const double f = PriceFactor(unit);
-    for (int i = 0; i < n; ++i) {
-        // Mid price of high and close, the pair summed as 32-bit integers.
+    // Mid price of high and close, the pair summed as 32-bit integers.
+    static constexpr int kLines[] = {1, 2}, kPeriods[] = {65, 130};
+    ColumnAverages(rows, n, 0, kLines, kPeriods, 2, [&](int i) {
         rows[i].FenXi[0] = Int32Term(std::int64_t{bars[i].High} + bars[i].Close) * f * 0.5;
-        rows[i].FenXi[1] = sum(rows, n, i, 65, 0) / 65.0;
-        rows[i].FenXi[2] = sum(rows, n, i, 130, 0) / 130.0;
-    }
+    });
     LeaveLock();
 }
 

@@ -1,4 +1,7 @@
 // KDJ, KD and Williams %R.
+#include <vector>
+
+#include "core/window.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -22,6 +25,22 @@ void SetStochasticProperty(FENXIDATA_PROPERTY* property, int n, int lastLine) {
 void SetLevels(FENXIDATA* rows, std::initializer_list<double> levels) {
     int k = 0;
     for (double v : levels) rows[0].FenXi[k++] = v;
+}
+
+// FenXi[col] = rsv(bars, unit, n, i, p) for every bar, with the window's
+// lowest low and highest high found by sliding extremes (exact integers).
+void RsvColumn(const UNIKDATA* bars, int n, int p, FENXIDATA* rows, int col) {
+    if (p < kSlidingExtremeFrom) {
+        for (int i = 0; i < n; ++i) rows[i].FenXi[col] = rsv(bars, 0, n, i, p);
+        return;
+    }
+    std::vector<std::int32_t> lows(static_cast<std::size_t>(n));
+    SlidingExtreme(n, p, false, [&](int j) { return bars[j].Low; }, [&](int i, std::int32_t v) { lows[i] = v; });
+    SlidingExtreme(n, p, true, [&](int j) { return bars[j].High; }, [&](int i, std::int32_t hi) {
+        const std::int32_t lo = lows[i];
+        rows[i].FenXi[col] =
+            hi == lo ? 50.0 : Int32Term(std::int64_t{bars[i].Close} - lo) / Int32Term(std::int64_t{hi} - lo) * 100.0;
+    });
 }
 
 // %R of one window into `line`, from the high/low/close columns 8, 9, 10.
@@ -49,7 +68,7 @@ double WrNewest(const UNIKDATA* bars, double f, int n, int p) {
 
 }  // namespace
 
-void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int, FENXIDATA*& out, int n, int p1, int p2, int p3,
                                       FENXIDATA_PROPERTY* property) {
     if (bars == nullptr || property == nullptr || n < 1 || p1 < 1 || p2 < 1 || p3 < 1) return;
     ResetProperty(property);
@@ -58,7 +77,7 @@ void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int unit, FENXIDATA*& out,
     FENXIDATA* rows = out = Acquire(std::int64_t{n} + p2 + p3);
     if (rows == nullptr) return;
     SetLevels(rows, {2000.0, 8000.0});
-    for (int i = 0; i < n; ++i) rows[i].FenXi[2] = rsv(bars, unit, n, i, p1);
+    RsvColumn(bars, n, p1, rows, 2);
     ColumnSmooth(rows, n, 2, 3, p2);
     ColumnSmooth(rows, n, 3, 4, p3);
     for (int i = 0; i < n; ++i) {
@@ -71,7 +90,7 @@ void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int unit, FENXIDATA*& out,
     LeaveLock();
 }
 
-void CAnalysisTechniques::GenerateKD(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
+void CAnalysisTechniques::GenerateKD(UNIKDATA* bars, int, FENXIDATA*& out, int n, int p1, int p2, int p3,
                                      FENXIDATA_PROPERTY* property) {
     if (bars == nullptr || property == nullptr || n < 1 || p1 < 1 || p2 < 1 || p3 < 1) return;
     ResetProperty(property);
@@ -81,9 +100,9 @@ void CAnalysisTechniques::GenerateKD(UNIKDATA* bars, int unit, FENXIDATA*& out, 
     FENXIDATA* rows = out = Acquire(std::int64_t{n} + p2 + p3);
     if (rows == nullptr) return;
     SetLevels(rows, {2000.0, 8000.0});
+    RsvColumn(bars, n, p1, rows, 2);
     for (int i = 0; i < n; ++i) {
         double* v = rows[i].FenXi;
-        v[2] = rsv(bars, unit, n, i, p1);
         if (i == 1) v[3] = Smooth(rows[0].FenXi[2], v[2], p2);  // seeded with the previous RSV
         if (i >= 2) v[3] = Smooth(rows[i - 1].FenXi[3], v[2], p2);
         if (i == 2) v[4] = Smooth(rows[1].FenXi[3], v[3], p3);

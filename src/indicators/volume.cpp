@@ -1,4 +1,5 @@
 // Volume lines: VOL1, VOL, OBV, VR, WVAD and their updaters.
+#include "core/window.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -55,11 +56,9 @@ void CAnalysisTechniques::GenerateVOL(UNIKDATA* bars, int, FENXIDATA*& out, int 
     property->LineStyle[0] = 11;
     property->LineStyle[2] = property->LineStyle[3] = 3;
     SetCountScale(property, "%.0f");
-    for (int i = 0; i < count; ++i) {
-        rows[i].FenXi[0] = static_cast<double>(bars[i].Volume);
-        rows[i].FenXi[2] = sum(rows, count, i, period1, 0) / period1;
-        rows[i].FenXi[3] = sum(rows, count, i, period2, 0) / period2;
-    }
+    const int lines[] = {2, 3}, periods[] = {period1, period2};
+    ColumnAverages(rows, count, 0, lines, periods, 2,
+                   [&](int i) { rows[i].FenXi[0] = static_cast<double>(bars[i].Volume); });
     LeaveLock();
 }
 
