@@ -15,3 +15,11 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 cmake -S . -B build/sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DFENXI_WERROR=ON -DFENXI_SANITIZE=address,undefined
 cmake --build build/sanitize -j "$jobs"
 ctest --test-dir build/sanitize --output-on-failure -j "$jobs"
+
+# The thread stress test under ThreadSanitizer.
+unset ASAN_OPTIONS UBSAN_OPTIONS
+export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFENXI_SANITIZE=thread -DFENXI_BUILD_CLI=OFF \
+  -DFENXI_BUILD_SHARED=OFF
+cmake --build build/tsan -j "$jobs" --target fenxi_stress_tests
+ctest --test-dir build/tsan --output-on-failure -R Stress
