@@ -122,13 +122,14 @@ void CodeFromName(const std::string& path, BarFile& file) {
 }  // namespace
 
 BarFile ReadBars(const std::string& path, int unit) {
-    std::ifstream file;
-    std::istream* in = &std::cin;
-    if (path != "-") {
-        file.open(path);
-        if (!file) throw InputError(path + ": cannot open the file");
-        in = &file;
-    }
+    if (path == "-") return ReadBars(std::cin, path, unit);
+    std::ifstream file(path);
+    if (!file) throw InputError(path + ": cannot open the file");
+    return ReadBars(file, path, unit);
+}
+
+BarFile ReadBars(std::istream& stream, const std::string& path, int unit) {
+    std::istream* in = &stream;
     std::string line;
     int lineNo = 0;
     std::vector<std::string> header;

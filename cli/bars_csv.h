@@ -1,6 +1,7 @@
 // Reads bars from a CSV file for the fenxi tool.
 #pragma once
 
+#include <istream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -27,5 +28,7 @@ struct BarFile {
 // rows oldest or newest first (reversed). `unit` <= 0 picks it from the
 // decimals. "-" reads standard input.
 BarFile ReadBars(const std::string& path, int unit = 0);
+// The same from an open stream; `name` stands for the file in messages.
+BarFile ReadBars(std::istream& in, const std::string& name, int unit = 0);
 
 }  // namespace fenxi_cli

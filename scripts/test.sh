@@ -1,10 +1,20 @@
 #!/usr/bin/env bash
-# Builds and runs every test twice: optimised, then Debug under
-# AddressSanitizer and UndefinedBehaviorSanitizer.
+# Builds and runs every test: the thread stress test under ThreadSanitizer,
+# the fuzz smoke run, then the whole suite optimised and again in Debug
+# under AddressSanitizer and UndefinedBehaviorSanitizer (LeakSanitizer on).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
 jobs=$(nproc)
+
+export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
+cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFENXI_SANITIZE=thread -DFENXI_BUILD_CLI=OFF \
+  -DFENXI_BUILD_SHARED=OFF
+cmake --build build/tsan -j "$jobs" --target fenxi_stress_tests
+ctest --test-dir build/tsan --output-on-failure -R Stress
+unset TSAN_OPTIONS
+
+bash scripts/fuzz.sh 15
 
 cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DFENXI_WERROR=ON -DFENXI_BUILD_BENCH=ON
 cmake --build build/release -j "$jobs"
@@ -15,11 +25,3 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 cmake -S . -B build/sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DFENXI_WERROR=ON -DFENXI_SANITIZE=address,undefined
 cmake --build build/sanitize -j "$jobs"
 ctest --test-dir build/sanitize --output-on-failure -j "$jobs"
-
-# The thread stress test under ThreadSanitizer.
-unset ASAN_OPTIONS UBSAN_OPTIONS
-export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
-cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFENXI_SANITIZE=thread -DFENXI_BUILD_CLI=OFF \
-  -DFENXI_BUILD_SHARED=OFF
-cmake --build build/tsan -j "$jobs" --target fenxi_stress_tests
-ctest --test-dir build/tsan --output-on-failure -R Stress

@@ -160,7 +160,9 @@ public:
     // returns early like a null `bars`. Where a line's period would index
     // before the first row, the generator returns early with nothing touched
     // (documented per function). Rows requested as n + extra never fall below
-    // n, so negative periods never shrink the rows a generator writes.
+    // n, so negative periods never shrink the rows a generator writes, and
+    // the spare rows beyond n are capped at 65,536, so huge periods cannot
+    // claim gigabytes (the spare rows are never written).
     //
     // Updaters recompute row n-1 of rows left by the matching generator on
     // this engine. They return at once for n < 1, null `bars` or `rows`, and

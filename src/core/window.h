@@ -97,7 +97,7 @@ void ColumnAverages(FENXIDATA* rows, int n, int src, const int* dst, const int* 
             // The window sum written out: the same additions as `sum`, in order.
             const int p = plainPeriod[q];
             double total = 0.0;
-            if (i - p + 1 >= 0 && p >= 1)
+            if (p >= 1 && i - p + 1 >= 0)
                 for (const FENXIDATA* row = rows + i - p + 1; row <= rows + i; ++row) total += row->FenXi[src];
             rows[i].FenXi[plainDst[q]] = total / p;
         }

@@ -113,7 +113,15 @@ inline void SetFormat8(FENXIDATA_PROPERTY* p, const char* text) {
     std::memcpy(p->Format, bytes, sizeof bytes);
 }
 
-// Rows for n bars plus `extra` work rows; never fewer than n.
-inline std::int64_t RowsWithExtra(int n, std::int64_t extra) { return std::int64_t{n} + std::max<std::int64_t>(extra, 0); }
+// Spare rows beyond the bars that a generator asks for (n + 2 x periods):
+// never written, so they are capped rather than let huge periods claim
+// gigabytes.
+constexpr std::int64_t kMaxSpareRows = 65536;
+
+// Rows for n bars plus `extra` spare rows: never fewer than n, at most
+// kMaxSpareRows more.
+inline std::int64_t RowsWithExtra(int n, std::int64_t extra) {
+    return std::int64_t{n} + std::clamp<std::int64_t>(extra, 0, kMaxSpareRows);
+}
 
 }  // namespace fenxi

@@ -58,7 +58,7 @@ double WrNewest(const UNIKDATA* bars, double f, int n, int p) {
     if (n - 1 < p) return 0.0;
     const double c = bars[n - 1].Close * f;
     double h = c, l = c;
-    for (int j = n - 1; j > n - 1 - p; --j) {
+    for (std::int64_t j = n - 1; j > std::int64_t{n} - 1 - p; --j) {
         const double hj = bars[j].High * f, lj = bars[j].Low * f;
         if (hj > h) h = hj;
         if (lj < l) l = lj;
@@ -74,7 +74,7 @@ void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int, FENXIDATA*& out, int 
     ResetProperty(property);
     SetStochasticProperty(property, n, 5);
 
-    FENXIDATA* rows = out = Acquire(std::int64_t{n} + p2 + p3);
+    FENXIDATA* rows = out = Acquire(RowsWithExtra(n, std::int64_t{p2} + p3));
     if (rows == nullptr) return;
     SetLevels(rows, {2000.0, 8000.0});
     RsvColumn(bars, n, p1, rows, 2);
@@ -97,7 +97,7 @@ void CAnalysisTechniques::GenerateKD(UNIKDATA* bars, int, FENXIDATA*& out, int n
     SetStochasticProperty(property, n, 4);
     property->StartPos[3] = property->StartPos[4] = std::min(n, p1);
 
-    FENXIDATA* rows = out = Acquire(std::int64_t{n} + p2 + p3);
+    FENXIDATA* rows = out = Acquire(RowsWithExtra(n, std::int64_t{p2} + p3));
     if (rows == nullptr) return;
     SetLevels(rows, {2000.0, 8000.0});
     RsvColumn(bars, n, p1, rows, 2);

@@ -94,6 +94,12 @@ public:
         hasObv_ = obv != nullptr;
     }
 
+    // False for prices beyond any market (2^40 ticks), where tick arithmetic
+    // could overflow.
+    bool Sane() const {
+        constexpr std::int64_t kFar = std::int64_t{1} << 40;
+        return std::llabs(channel_) < kFar && std::llabs(up_) < kFar && std::llabs(limit_) < kFar;
+    }
     // The lowest tick above both the channel and the 0.5 % rise: no rule
     // can fire below it.
     std::int64_t Floor() const { return std::max(channel_, up_) + 1; }
@@ -116,7 +122,8 @@ public:
 private:
     std::int64_t MovingAverage(std::int64_t t) const {
         if (!maFull_) return tick_.Of(0.0);
-        const std::int64_t raw = t * unit_ / (tick_.decimals == 3 ? 1000 : 100);
+        // The next bar's raw close for tick t (exact for real prices).
+        const double raw = std::trunc(static_cast<double>(t) * unit_ / (tick_.decimals == 3 ? 1000 : 100));
         return tick_.Of((maPartial_ + raw * PriceFactor(unit_)) / 65);
     }
 
@@ -285,6 +292,7 @@ int CAnalysisTechniques::GetLongTermCPXTips(int market, const char* code, bool l
     const Ticks tick{decimals, unit};
     const NextBarEntry next(bars, unit, index, tick, ch1, *lines[2], obv, longTerm,
                             narrowLimit ? 104.98 : 109.08);
+    if (!next.Sane()) return refuse(10010);
     const std::int64_t floor = next.Floor();
     const std::int64_t tS = FirstTick(floor, [&](std::int64_t t) { return next.Unconditional(t); });
     std::int64_t tC = tS;

@@ -167,3 +167,20 @@ TEST(Sweep, ThreadsOnOneEngineNeverSeeMixedRows) {
     b.join();
     EXPECT_EQ(mismatches.load(), 0);
 }
+
+// Inputs the fuzzers turned up: huge periods must not claim gigabytes of
+// spare rows, and INT32_MIN periods must not overflow a window bound.
+TEST(Sweep, ExtremePeriodsFoundByFuzzing) {
+    auto all = Sample();
+    UNIKDATA* b = all.data();
+    CAnalysisTechniques e;
+    FENXIDATA* r = nullptr;
+    PROPERTY p{};
+    e.GenerateMACD(b, 100, r, 50, INT32_MAX / 4, INT32_MAX / 4, 9, &p);
+    EXPECT_EQ(FenxiEngineProbe::Capacity(e), 50 + 65536);
+    e.GenerateVOL(b, 100, r, 50, INT32_MIN, INT32_MIN, &p);
+    EXPECT_EQ(r[49].FenXi[2], 0.0 / INT32_MIN);
+    e.GenerateWR(b, 100, r, 50, 10, 6, 0, &p);
+    e.UpdateWR(b, 100, r, 50, INT32_MIN, INT32_MIN, INT32_MIN);
+    EXPECT_EQ(r[49].FenXi[3], 0.0);
+}
