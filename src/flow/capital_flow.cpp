@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "flow/reshape.h"
+#include "platform/debug_output.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -27,10 +28,14 @@ void CAnalysisTechniques::GenerateZJLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, 
         return;
     }
     if (bars == nullptr || property == nullptr) return;
-    // Texts are composed only when a sink will receive them.
-    auto trace = [this](auto&&... parts) {
-        if (Log == nullptr) return;
-        std::ostringstream os;
+    // Texts are composed only when a sink will receive them: a concrete sink
+    // with no debug-output hook drops everything. One stream serves them all.
+    const bool listened = Log != nullptr && (dynamic_cast<CAnaLogForHVQ*>(Log) == nullptr ||
+                                             fenxi::platform::DebugOutputListened());
+    std::ostringstream os;
+    auto trace = [&](auto&&... parts) {
+        if (!listened) return;
+        os.str("");
         (os << ... << parts);
         PutAnalog(os.str());
     };

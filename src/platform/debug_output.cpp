@@ -22,6 +22,14 @@ void DebugOutput(const char* text) {
     if (FENXI_DEBUG_OUTPUT_HOOK hook = g_hook.load(std::memory_order_acquire)) hook(text);
 }
 
+bool DebugOutputListened() {
+#if defined(_WIN32)
+    return true;
+#else
+    return g_hook.load(std::memory_order_acquire) != nullptr;
+#endif
+}
+
 }  // namespace fenxi::platform
 
 extern "C" FENXI_API FENXI_DEBUG_OUTPUT_HOOK FENXI_CALL SetDebugOutputHook(FENXI_DEBUG_OUTPUT_HOOK hook) {

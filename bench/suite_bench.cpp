@@ -1,0 +1,169 @@
+// The benchmark suite: every operation over real bars extended to 36,500 and
+// 1,000,000 bars, beside the floor of writing k columns into n rows.
+// Run: bash scripts/bench.sh (medians of repeated runs); per-bar figures are
+// the reported time divided by the bar count (items/s is bars/s).
+#include <benchmark/benchmark.h>
+
+#include <map>
+#include <memory>
+
+#include "bars.h"
+#include "catalog.h"
+
+namespace {
+
+using FENXIDATA = CAnalysisTechniques::FENXIDATA;
+using PROPERTY = CAnalysisTechniques::FENXIDATA_PROPERTY;
+
+// The shipped daily series repeated to n bars: each copy is shifted so its
+// first open continues from the previous copy's last close, and the dates
+// keep counting.
+const std::vector<UNIKDATA>& Extended(int n) {
+    static std::map<int, std::vector<UNIKDATA>> cache;
+    auto& bars = cache[n];
+    if (!bars.empty()) return bars;
+    static const std::vector<UNIKDATA> base = testbars::Sample();
+    bars.reserve(static_cast<std::size_t>(n));
+    std::int32_t shift = 0;
+    while (static_cast<int>(bars.size()) < n) {
+        for (const UNIKDATA& b : base) {
+            if (static_cast<int>(bars.size()) == n) break;
+            UNIKDATA c = b;
+            c.Open += shift;
+            c.High += shift;
+            c.Low += shift;
+            c.Close += shift;
+            c.Date = static_cast<std::int32_t>(bars.size());
+            bars.push_back(c);
+        }
+        shift = bars.back().Close - base.front().Open;
+    }
+    return bars;
+}
+
+constexpr int kSizes[] = {36500, 1000000};
+
+void Floor(benchmark::State& state, int columns, int n) {
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    e.GenerateBuffer(nullptr, 100, rows, n);
+    for (auto _ : state) {
+        for (int i = 0; i < n; ++i)
+            for (int c = 0; c < columns; ++c) rows[i].FenXi[c] = i * 0.5 + c;
+        benchmark::DoNotOptimize(rows);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+void Generator(benchmark::State& state, const fenxi_cli::Operation* op, int n, bool update) {
+    std::vector<UNIKDATA> bars = Extended(n);
+    CAnalysisTechniques e;
+    FENXIDATA* rows = nullptr;
+    PROPERTY prop{};
+    fenxi_cli::Params params;
+    for (const auto& [name, value] : op->params) params.push_back(value);
+    op->generate(e, bars.data(), 100, rows, n, params, &prop);
+    for (auto _ : state) {
+        if (update)
+            op->update(e, bars.data(), 100, rows, n, params);
+        else
+            op->generate(e, bars.data(), 100, rows, n, params, &prop);
+        benchmark::DoNotOptimize(rows);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations() * (update ? 1 : n));
+}
+
+void Chart(benchmark::State& state, int type, int param, int n) {
+    std::vector<UNIKDATA> bars = Extended(n);
+    CAnalysisTechniques e;
+    for (auto _ : state) {
+        FENXIDATA* rows = nullptr;
+        UNIKDATA* blocks = nullptr;
+        int count = 0;
+        PROPERTY prop{};
+        ATP_KLINE settings{};
+        settings.ChartType = type;
+        settings.ChartParam = param;
+        e.GenerateKLINE(bars.data(), 10000, n, blocks, count, rows, &prop, &settings, "600000");
+        FreeKLineBars(&blocks);
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+void System(benchmark::State& state, bool shortSystem, int n) {
+    std::vector<UNIKDATA> bars = Extended(n);
+    CAnalysisTechniques e;
+    for (auto _ : state) {
+        std::vector<_SIG_TABLE> signals;
+        e.MountAdvSys(signals, 0, false, !shortSystem, "002032", 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, n, bars.data(), 100,
+                      shortSystem, false, false, true);
+        benchmark::DoNotOptimize(signals.data());
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+void Tip(benchmark::State& state, bool shortSystem, int n) {
+    std::vector<UNIKDATA> bars = Extended(n);
+    CAnalysisTechniques e;
+    std::vector<_SIG_TABLE> signals;
+    e.MountAdvSys(signals, 0, false, !shortSystem, "002032", 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, n, bars.data(), 100,
+                  shortSystem, false, false, true);
+    for (auto _ : state) {
+        std::string text;
+        double price = 0;
+        int near = 0;
+        if (shortSystem)
+            e.GetShortTermCPXTips(0, "002032", false, 0, bars.data(), 100, n, signals, n - 1, text, price, 0, near,
+                                  false, false);
+        else
+            e.GetLongTermCPXTips(0, "002032", true, 0, bars.data(), 100, n, signals, n - 1, text, price, 0, near,
+                                 false, false);
+        benchmark::DoNotOptimize(text.data());
+    }
+}
+
+void FlatCall(benchmark::State& state, int which, int n) {
+    std::vector<UNIKDATA> bars = Extended(n);
+    for (auto _ : state) {
+        LineStruct* lines = nullptr;
+        int count = 0;
+        if (which == 0) ComputeDKDataForC(n, bars.data(), &lines, &count, "002032", 0, 9, false, false, 100);
+        if (which == 1) GenerateZJLDXFXForC(n, bars.data(), &lines, &count, "002032", 0, 1, 100);
+        if (which == 2) GenerateSHLDXFXForC(n, bars.data(), &lines, &count, "002032", 0, 1, 100);
+        FreeLineStruct(reinterpret_cast<void**>(&lines));
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+int Register() {
+    for (int n : kSizes) {
+        const std::string size = "/" + std::to_string(n);
+        for (int k = 1; k <= 8; ++k)
+            benchmark::RegisterBenchmark(("Floor/" + std::to_string(k) + size).c_str(), Floor, k, n);
+        for (const fenxi_cli::Operation& op : fenxi_cli::Catalog()) {
+            if (op.name == "MIKE") continue;  // keeps its engine's lock; measured once below
+            benchmark::RegisterBenchmark(("Generate/" + op.name + size).c_str(), Generator, &op, n, false);
+            if (op.update)
+                benchmark::RegisterBenchmark(("Update/" + op.name + size).c_str(), Generator, &op, n, true);
+        }
+        for (int type = 0; type <= 5; ++type)
+            benchmark::RegisterBenchmark(("KLINE/" + std::to_string(type) + size).c_str(), Chart, type,
+                                         type == 4 ? 5000 : 3, n);
+    }
+    const int n = 36500;
+    const std::string size = "/36500";
+    benchmark::RegisterBenchmark(("MountAdvSys/long" + size).c_str(), System, false, n);
+    benchmark::RegisterBenchmark(("MountAdvSys/short" + size).c_str(), System, true, n);
+    benchmark::RegisterBenchmark(("Tip/short" + size).c_str(), Tip, true, n);
+    benchmark::RegisterBenchmark(("Tip/long" + size).c_str(), Tip, false, n);
+    benchmark::RegisterBenchmark(("ComputeDKDataForC" + size).c_str(), FlatCall, 0, n);
+    benchmark::RegisterBenchmark(("GenerateZJLDXFXForC" + size).c_str(), FlatCall, 1, n);
+    benchmark::RegisterBenchmark(("GenerateSHLDXFXForC" + size).c_str(), FlatCall, 2, n);
+    return 0;
+}
+
+const int kRegistered = Register();
+
+}  // namespace
