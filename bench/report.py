@@ -1,0 +1,47 @@
+#!/usr/bin/env python3
+"""Turns the suite's JSON output (--benchmark_out) into the tables of
+docs/performance.md: median ns per bar at each size and the ratio to the
+floor of writing as many columns as the operation draws."""
+import json
+import sys
+
+sys.path.insert(0, "")
+data = json.load(open(sys.argv[1]))
+median = {}
+for b in data["benchmarks"]:
+    if b.get("aggregate_name") == "median":
+        median[b["run_name"]] = b["real_time"]  # ns
+
+floors = {}
+for name, t in median.items():
+    if name.startswith("Floor/"):
+        _, k, n = name.split("/")
+        floors[(int(k), int(n))] = t / int(n)
+
+# Columns each operation writes as lines (from the tool's catalog), for the floor ratio.
+lines = json.load(open(sys.argv[2])) if len(sys.argv) > 2 else {}
+
+print("| operation | ns/bar at 36,500 | ns/bar at 1,000,000 | ratio to floor (1M) |")
+print("|---|---|---|---|")
+rows = {}
+for name, t in median.items():
+    parts = name.split("/")
+    if parts[0] == "Floor":
+        continue
+    n = int(parts[-1])
+    key = "/".join(parts[:-1])
+    per_bar = t if parts[0] in ("Update", "Tip") else t / n
+    rows.setdefault(key, {})[n] = per_bar
+for key in sorted(rows):
+    r = rows[key]
+    k = max(1, min(8, lines.get(key.split("/")[-1], 1)))
+    ratio = ""
+    if 1000000 in r and key.split("/")[0] in ("Generate", "KLINE"):
+        ratio = "%.1fx" % (r[1000000] / floors[(k, 1000000)])
+    fmt = lambda v: "%.1f" % v if v is not None else "-"
+    print("| %s | %s | %s | %s |" % (key, fmt(r.get(36500)), fmt(r.get(1000000)), ratio))
+print()
+print("| floor: k columns | ns/bar at 36,500 | ns/bar at 1,000,000 |")
+print("|---|---|---|")
+for k in range(1, 9):
+    print("| %d | %.2f | %.2f |" % (k, floors[(k, 36500)], floors[(k, 1000000)]))
