@@ -67,7 +67,7 @@ namespace testbars {
 // expects each of `lines` to be rebuilt bit for bit.
 template <class Generate, class Update>
 void ExpectUpdateRebuilds(CAnalysisTechniques::FENXIDATA*& rows, int n, Generate generate, Update update,
-                          std::initializer_list<int> lines, const char* what) {
+                          const std::vector<int>& lines, const std::string& what) {
     generate(n);
     const CAnalysisTechniques::FENXIDATA want = rows[n - 1];
     for (int c : lines) rows[n - 1].FenXi[c] = -12345.0;

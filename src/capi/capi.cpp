@@ -81,6 +81,17 @@ bool FlowForC(int count, UNIKDATA* pBars, LineStruct** ppLines, int* pLineCount,
     }
 }
 
+// The demonstration stubs: one trace text through a sink of their own.
+bool DemoExit(const char* text) {
+    try {
+        Trace trace;
+        trace.Text(text);
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
 }  // namespace
 
 extern "C" {
@@ -143,15 +154,7 @@ FENXI_API bool FENXI_CALL ComputeDKDataForC(int32_t nCount, UNIKDATA* pBars, Lin
     }
 }
 
-FENXI_API bool FENXI_CALL ComputeDKDataForCDemo(void) {
-    try {
-        Trace trace;
-        trace.Text("ComputeDKDataForCDemo exit.");
-        return true;
-    } catch (...) {
-        return false;
-    }
-}
+FENXI_API bool FENXI_CALL ComputeDKDataForCDemo(void) { return DemoExit("ComputeDKDataForCDemo exit."); }
 
 FENXI_API bool FENXI_CALL GenerateZJLDXFXForC(int32_t nCount, UNIKDATA* pBars, LineStruct** ppLines,
                                              int32_t* pLineCount, const char* szCode, int32_t, int32_t nPeriodCode,
@@ -214,15 +217,7 @@ FENXI_API bool FENXI_CALL ComputeDKMsgForC(int32_t nCount, UNIKDATA* pBars, char
     }
 }
 
-FENXI_API bool FENXI_CALL ComputeDKMsgForCDemo(void) {
-    try {
-        Trace trace;
-        trace.Text("ComputeDKMsgForCDemo exit.");
-        return true;
-    } catch (...) {
-        return false;
-    }
-}
+FENXI_API bool FENXI_CALL ComputeDKMsgForCDemo(void) { return DemoExit("ComputeDKMsgForCDemo exit."); }
 
 FENXI_API void FENXI_CALL FreeLineStruct(void** ppBuffer) {
     if (ppBuffer == nullptr || *ppBuffer == nullptr) return;

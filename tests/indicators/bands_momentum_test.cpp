@@ -154,30 +154,3 @@ TEST(Expma, ShiftedInputAndBarZeroSeed) {
     e.GenerateEXPMA(bars.data(), 10000, untouched, 4, 3, -1, &p);
     EXPECT_EQ(untouched, nullptr);
 }
-
-TEST(Oscillators, UpdatersRebuildTheNewestRow) {
-    auto all = Sample();
-    UNIKDATA* b = all.data();
-    const int n = 300;
-    for (int unit : {100, 3}) {
-        CAnalysisTechniques e;
-        FENXIDATA* r = nullptr;
-        PROPERTY p{};
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GeneratePSY(b, unit, r, m, 12, &p); },
-                             [&](int m) { e.UpdatePSY(b, unit, r, m, 12); }, {3, 4, 5}, "PSY");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateROC(b, unit, r, m, 12, &p); },
-                             [&](int m) { e.UpdateROC(b, unit, r, m, 12); }, {1}, "ROC");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateMTM(b, unit, r, m, 12, 6, &p); },
-                             [&](int m) { e.UpdateMTM(b, unit, r, m, 12, 6); }, {1, 2}, "MTM");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateOSC(b, unit, r, m, 10, 6, &p); },
-                             [&](int m) { e.UpdateOSC(b, unit, r, m, 10, 6); }, {0, 1}, "OSC");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateWVAD(b, unit, r, m, 24, &p); },
-                             [&](int m) { e.UpdateWVAD(b, unit, r, m, 24); }, {1, 2, 3}, "WVAD");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateSAR(b, unit, r, m, 10, &p); },
-                             [&](int m) { e.UpdateSAR(b, unit, r, m, 10); }, {4, 5}, "SAR");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateEXPMA(b, unit, r, m, 12, 0, &p); },
-                             [&](int m) { e.UpdateEXPMA(b, unit, r, m, 12, 0); }, {0, 2, 3, 4, 5}, "EXPMA");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateWR(b, unit, r, m, 10, 6, 0, &p); },
-                             [&](int m) { e.UpdateWR(b, unit, r, m, 10, 6, 0); }, {3, 4}, "WR");
-    }
-}

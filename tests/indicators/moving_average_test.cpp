@@ -133,30 +133,6 @@ TEST(MovingAverage, SmoothingsHaveNoWarmUp) {
     EXPECT_EQ(p.LineStyle[2], 0);
 }
 
-TEST(MovingAverage, UpdatersRebuildTheNewestRow) {
-    auto all = Sample();
-    UNIKDATA* b = all.data();
-    const int n = 400;
-    for (int unit : {100, 10000, 3}) {
-        CAnalysisTechniques e;
-        FENXIDATA* r = nullptr;
-        PROPERTY p{};
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateMA1(b, unit, r, m, 5, &p); },
-                             [&](int m) { e.UpdateMA1(b, unit, r, m, 5); }, {0, 1}, "MA1");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateMA2(b, unit, r, m, 5, 60, &p); },
-                             [&](int m) { e.UpdateMA2(b, unit, r, m, 5, 60); }, {0, 1, 2}, "MA2");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateMA3(b, unit, r, m, 1, 7, 399, &p); },
-                             [&](int m) { e.UpdateMA3(b, unit, r, m, 1, 7, 399); }, {0, 1, 2, 3}, "MA3");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateMA5(b, unit, r, m, 2, 3, 5, 8, 500, &p); },
-                             [&](int m) { e.UpdateMA5(b, unit, r, m, 2, 3, 5, 8, 500); }, {0, 1, 2, 3, 4, 5}, "MA5");
-        ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateEMA(b, unit, r, m, 12, &p); },
-                             [&](int m) { e.UpdateEMA(b, unit, r, m, 12); }, {0, 1}, "EMA");
-        if (unit == 10000)  // elsewhere the SMA updater stays on the raw scale
-            ExpectUpdateRebuilds(r, n, [&](int m) { e.GenerateSMA(b, unit, r, m, 2, 3, 5, 8, 13, &p); },
-                                 [&](int m) { e.UpdateSMA(b, unit, r, m, 2, 3, 5, 8, 13); }, {0, 1, 2, 3, 4, 5}, "SMA");
-    }
-}
-
 TEST(MovingAverage, UpdateSmaKeepsTheRawScale) {
     auto bars = Closes({1234, 1240});
     CAnalysisTechniques e;
