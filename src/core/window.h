@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "core/lanes.h"
 #include "core/series.h"
 
 namespace fenxi {
@@ -22,15 +23,15 @@ inline void ColumnAveragePlain(FENXIDATA* rows, int n, int src, int dst, int p) 
     for (int i = 0; i < n; ++i) rows[i].FenXi[dst] = sum(rows, n, i, p, src) / p;
 }
 
-// The scale (1 or 2) that makes every value of column `col` an integer whose
+// The scale (1 or 2) that makes every value x[0..n-1] an integer whose
 // magnitude times `period` stays below 2^53, or 0 when there is none.
-inline int ExactScale(const FENXIDATA* rows, int n, int col, int period) {
+inline int ExactScale(const double* x, int n, int period) {
     constexpr double kLimit = 9007199254740992.0;  // 2^53
     for (int scale : {1, 2}) {
         double most = 0.0;
         bool exact = true;
         for (int i = 0; i < n && exact; ++i) {
-            const double v = rows[i].FenXi[col] * scale;
+            const double v = x[i] * scale;
             exact = v == std::trunc(v) && std::fabs(v) < kLimit;  // also false for NaN and inf
             most = std::max(most, std::fabs(v));
         }
@@ -39,69 +40,112 @@ inline int ExactScale(const FENXIDATA* rows, int n, int col, int period) {
     return 0;
 }
 
-// Windows from which the fast routes pay for their set-up (measured on the
-// daily sample; both routes give the same values).
+// Windows from which the running sum pays for its set-up (measured on the
+// daily sample; every route gives the same values).
 constexpr int kRunningSumFrom = 12;
 constexpr int kSlidingExtremeFrom = 16;
 
-// ColumnAveragePlain's values by a running int64 sum of value x scale, for
-// a column whose ExactScale for p is `scale`.
-inline void RunningAverage(FENXIDATA* rows, int n, int src, int dst, int p, int scale) {
-    std::int64_t total = 0;  // exact sum of value x scale over the window
+// The sums of `sum(rows, n, i, p, src)` over a contiguous column x, produced
+// chunk by chunk in order: 0.0 where bar i has no full window (and for
+// p < 1), else the left-to-right sum of x[i-p+1..i]. With a scale from
+// ExactScale it keeps a running int64 sum (exact, so the same bits);
+// without one it sums each window in order, several windows per vector.
+class WindowSummer {
+public:
+    WindowSummer(const double* x, int p, int scale) : x_(x), p_(p), scale_(scale) {}
+    // out[i - from] for i in [from, to); chunks must follow one another.
+    void Next(int from, int to, double* out) {
+        if (scale_ != 0) {
+            for (int i = from; i < to; ++i) {
+                total_ += static_cast<std::int64_t>(x_[i] * scale_);
+                if (i >= p_) total_ -= static_cast<std::int64_t>(x_[i - p_] * scale_);
+                out[i - from] = i < p_ - 1 ? 0.0 : static_cast<double>(total_) / scale_;
+            }
+            return;
+        }
+        const int first = p_ < 1 ? to : std::clamp(p_ - 1, from, to);  // first bar with a full window
+        for (int i = from; i < first; ++i) out[i - from] = 0.0;
+        if (first < to) lanes::WindowSums(x_, first, to, p_, out + (first - from));
+    }
+
+private:
+    const double* x_;
+    int p_, scale_;
+    std::int64_t total_ = 0;
+};
+
+// The scale for a window of p over x: a running sum is taken only for
+// windows long enough to gain from it.
+inline int RunningScale(const double* x, int n, int p) { return p >= kRunningSumFrom ? ExactScale(x, n, p) : 0; }
+
+// out[i] = sum(...) / p over a whole contiguous column.
+inline void AverageInto(const double* x, int n, int p, double* out) {
+    if (n < 1) return;
+    WindowSummer(x, p, RunningScale(x, n, p)).Next(0, n, out);
+    for (int i = 0; i < n; ++i) out[i] /= p;
+}
+
+// Rows per chunk of the multi-line helper: its sums stay in the L1/L2 cache
+// between being computed and being written into the rows.
+constexpr int kChunkRows = 1024;
+
+// One averaged line: FenXi[dst] = the average of source column `source`
+// over `period`.
+struct AverageLine {
+    int source;
+    int dst;
+    int period;
+};
+
+// Fills S source columns and averages them into rows, writing each row
+// once. fill(i, v) sets v[0..S-1] for bar i; source s is stored in
+// FenXi[srcCols[s]] and line q gets sum(rows, n, i, period, srcCols[source])
+// / period, bit for bit.
+template <int S, class Fill>
+void AverageColumns(FENXIDATA* rows, int n, const int (&srcCols)[S], const AverageLine* lines, int k, Fill fill) {
+    if (n < 1 || k > 8) return;
+    std::vector<double> x(static_cast<std::size_t>(S) * n);
     for (int i = 0; i < n; ++i) {
-        total += static_cast<std::int64_t>(rows[i].FenXi[src] * scale);
-        if (i >= p) total -= static_cast<std::int64_t>(rows[i - p].FenXi[src] * scale);
-        const double windowSum = i < p - 1 ? 0.0 : static_cast<double>(total) / scale;
-        rows[i].FenXi[dst] = windowSum / p;
+        double v[S];
+        fill(i, v);
+        for (int s = 0; s < S; ++s) x[static_cast<std::size_t>(s) * n + i] = v[s];
+    }
+    std::vector<WindowSummer> summers;
+    summers.reserve(static_cast<std::size_t>(k));
+    for (int q = 0; q < k; ++q) {
+        const double* column = x.data() + static_cast<std::size_t>(lines[q].source) * n;
+        summers.emplace_back(column, lines[q].period, RunningScale(column, n, lines[q].period));
+    }
+    std::vector<double> sums(static_cast<std::size_t>(k) * kChunkRows);
+    int dst[8], period[8];  // locals: the row writes cannot alias them
+    for (int q = 0; q < k; ++q) dst[q] = lines[q].dst, period[q] = lines[q].period;
+    for (int from = 0; from < n; from += kChunkRows) {
+        const int to = std::min(n, from + kChunkRows);
+        for (int q = 0; q < k; ++q) summers[q].Next(from, to, sums.data() + q * kChunkRows);
+        for (int i = from; i < to; ++i) {
+            double* v = rows[i].FenXi;
+            for (int s = 0; s < S; ++s) v[srcCols[s]] = x[static_cast<std::size_t>(s) * n + i];
+            for (int q = 0; q < k; ++q) v[dst[q]] = sums[q * kChunkRows + (i - from)] / period[q];
+        }
     }
 }
 
-// The same values as ColumnAveragePlain, by a running sum when it is exact.
+// Several averages of one column that value(i) gives: FenXi[src] = value(i)
+// and FenXi[dst[j]] = its average over periods[j].
+template <class Value>
+void ColumnAverages(FENXIDATA* rows, int n, int src, const int* dst, const int* periods, int k, Value value) {
+    AverageLine lines[8];
+    k = std::min(k, 8);
+    for (int j = 0; j < k; ++j) lines[j] = {0, dst[j], periods[j]};
+    const int srcCols[1] = {src};
+    AverageColumns(rows, n, srcCols, lines, k, [&](int i, double* v) { v[0] = value(i); });
+}
+
+// ColumnAveragePlain's values for a column already in the rows.
 inline void ColumnAverage(FENXIDATA* rows, int n, int src, int dst, int p) {
-    const int scale = p >= kRunningSumFrom ? ExactScale(rows, n, src, p) : 0;
-    if (scale != 0)
-        RunningAverage(rows, n, src, dst, p, scale);
-    else
-        ColumnAveragePlain(rows, n, src, dst, p);
-}
-
-// Several averages of one column that fill(i) writes: FenXi[dst[j]] = the
-// average of FenXi[src] over periods[j]. With only short windows this is the
-// plain fused loop (fill row i, then its averages, the rows of a short
-// window still in cache). Otherwise the column is filled first; each long
-// window over exact values takes a running-sum pass and the rest share one.
-template <class Fill>
-void ColumnAverages(FENXIDATA* rows, int n, int src, const int* dst, const int* periods, int k, Fill fill) {
-    int longest = 0;
-    for (int j = 0; j < k; ++j) longest = std::max(longest, periods[j]);
-    int scale = 0;
-    if (longest >= kRunningSumFrom) {
-        for (int i = 0; i < n; ++i) fill(i);
-        scale = ExactScale(rows, n, src, longest);  // then exact for every shorter window too
-    }
-    // Copies in locals: the row writes cannot alias them, so they stay in registers.
-    int plainDst[8], plainPeriod[8], plainCount = 0;
-    for (int j = 0; j < k; ++j) {
-        if (scale != 0 && periods[j] >= kRunningSumFrom) {
-            RunningAverage(rows, n, src, dst[j], periods[j], scale);
-        } else {
-            plainDst[plainCount] = dst[j];
-            plainPeriod[plainCount++] = periods[j];
-        }
-    }
-    if (plainCount == 0) return;
-    const bool fused = longest < kRunningSumFrom;
-    for (int i = 0; i < n; ++i) {
-        if (fused) fill(i);
-        for (int q = 0; q < plainCount; ++q) {
-            // The window sum written out: the same additions as `sum`, in order.
-            const int p = plainPeriod[q];
-            double total = 0.0;
-            if (p >= 1 && i - p + 1 >= 0)
-                for (const FENXIDATA* row = rows + i - p + 1; row <= rows + i; ++row) total += row->FenXi[src];
-            rows[i].FenXi[plainDst[q]] = total / p;
-        }
-    }
+    const AverageLine line{0, dst, p};
+    const int srcCols[1] = {src};
+    AverageColumns(rows, n, srcCols, &line, 1, [&](int i, double* v) { v[0] = rows[i].FenXi[src]; });
 }
 
 // Highest (or lowest) of value(j) over j = max(0, i-period+1) .. i for every

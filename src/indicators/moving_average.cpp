@@ -35,7 +35,7 @@ void CAnalysisTechniques::GenerateMALines(UNIKDATA* bars, int unit, FENXIDATA*& 
     if (rows == nullptr) return;
     static constexpr int kLines[] = {1, 2, 3, 4, 5, 6, 7};
     const double f = PriceFactor(unit);
-    ColumnAverages(rows, n, 0, kLines, periods, k, [&](int i) { rows[i].FenXi[0] = bars[i].Close * f; });
+    ColumnAverages(rows, n, 0, kLines, periods, k, [&](int i) { return bars[i].Close * f; });
     LeaveLock();
 }
 
@@ -124,11 +124,10 @@ void CAnalysisTechniques::GenerateMAChanel(UNIKDATA* bars, int unit, FENXIDATA*&
     FENXIDATA* rows = out = Acquire(n);
     if (rows == nullptr) return;
     const double f = PriceFactor(unit);
-    for (int i = 0; i < n; ++i) {
-        double* v = rows[i].FenXi;
-        CopyPrices(bars[i], f, v[0], v[1], v[2], v[3]);
-    }
-    for (int c = 0; c < 4; ++c) ColumnAverage(rows, n, c, 4 + c, p);
+    static constexpr int kPrices[] = {0, 1, 2, 3};
+    const AverageLine lines[] = {{0, 4, p}, {1, 5, p}, {2, 6, p}, {3, 7, p}};
+    AverageColumns(rows, n, kPrices, lines, 4,
+                   [&](int i, double* v) { CopyPrices(bars[i], f, v[0], v[1], v[2], v[3]); });
     LeaveLock();
 }
 
@@ -149,9 +148,8 @@ void CAnalysisTechniques::GenerateLifeLine(UNIKDATA* bars, int unit, FENXIDATA*&
     const double f = PriceFactor(unit);
     // Mid price of high and close, the pair summed as 32-bit integers.
     static constexpr int kLines[] = {1, 2}, kPeriods[] = {65, 130};
-    ColumnAverages(rows, n, 0, kLines, kPeriods, 2, [&](int i) {
-        rows[i].FenXi[0] = Int32Term(std::int64_t{bars[i].High} + bars[i].Close) * f * 0.5;
-    });
+    ColumnAverages(rows, n, 0, kLines, kPeriods, 2,
+                   [&](int i) { return Int32Term(std::int64_t{bars[i].High} + bars[i].Close) * f * 0.5; });
     LeaveLock();
 }
 

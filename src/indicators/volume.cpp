@@ -58,7 +58,7 @@ void CAnalysisTechniques::GenerateVOL(UNIKDATA* bars, int, FENXIDATA*& out, int 
     SetCountScale(property, "%.0f");
     const int lines[] = {2, 3}, periods[] = {period1, period2};
     ColumnAverages(rows, count, 0, lines, periods, 2,
-                   [&](int i) { rows[i].FenXi[0] = static_cast<double>(bars[i].Volume); });
+                   [&](int i) { return static_cast<double>(bars[i].Volume); });
     LeaveLock();
 }
 

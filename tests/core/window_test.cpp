@@ -42,7 +42,7 @@ TEST(Window, RunningSumsEqualTheLeftToRightSums) {
     ExpectSameAverages(n, [&](int i) { return static_cast<double>(bars[i].Volume); }, "volume");
     ExpectSameAverages(n, [&](int i) { return i == 700 ? std::nan("") : bars[i].Close * 1.0; }, "nan");
     ExpectSameAverages(n, [&](int i) { return (i % 2 ? -1.0 : 1.0) * 4503599627370496.0 + i; }, "2^52");
-    EXPECT_EQ(ExactScale(nullptr, 0, 0, 5), 1);
+    EXPECT_EQ(ExactScale(nullptr, 0, 5), 1);
 }
 
 TEST(Window, SlidingExtremesEqualTheWalks) {

@@ -1,0 +1,151 @@
+// Window sums run one window per vector lane, with run-time route choice.
+#include "core/lanes.h"
+
+// 32-byte vectors appear only inside the AVX2 route, so the ABI note about
+// passing them without AVX does not apply.
+#pragma GCC diagnostic ignored "-Wpsabi"
+
+#include <atomic>
+#include <bit>
+#include <cmath>
+
+namespace fenxi::lanes {
+namespace {
+
+// Lanes of doubles: two for the baseline route (SSE2 registers), four for
+// the AVX2 route.
+typedef double V2 __attribute__((vector_size(16)));
+typedef double V4 __attribute__((vector_size(32)));
+
+template <class V>
+inline V Load(const double* at) {
+    V v;
+    __builtin_memcpy(&v, at, sizeof v);
+    return v;
+}
+
+inline double Abs(const double& v) { return std::fabs(v); }
+
+// fabs per lane: the sign bit cleared.
+template <class V>
+inline V Abs(const V& v) {
+    typedef long long M __attribute__((vector_size(sizeof(V))));
+    return std::bit_cast<V>(std::bit_cast<M>(v) & (M{} + 0x7fffffffffffffffLL));
+}
+
+// The j-th addend (j = 0 .. p-1) of window i for each kind of sum, for one
+// window (V = double) or for the windows i, i+1, ... of one vector; c holds
+// their centres.
+struct Oldest {
+    const double* x;
+    int p;
+    template <class V>
+    V operator()(int i, int j, const V&) const { return Load<V>(x + i - p + 1 + j); }
+};
+struct Newest {
+    const double* x;
+    template <class V>
+    V operator()(int i, int j, const V&) const { return Load<V>(x + i - j); }
+};
+struct Squares {
+    const double* x;
+    template <class V>
+    V operator()(int i, int j, const V& c) const {
+        const V d = Load<V>(x + i - j) - c;
+        return d * d;
+    }
+};
+struct Spreads {
+    const double* x;
+    int p;
+    template <class V>
+    V operator()(int i, int j, const V& c) const { return Abs(c - Load<V>(x + i - p + 1 + j)); }
+};
+
+// Eight accumulators per block: enough independent chains to keep both
+// adders busy while each lane performs its additions in order.
+constexpr int kChains = 8;
+
+template <class V, class Term>
+inline void Sums(int from, int to, int p, double* out, Term term, const double* centre) {
+    constexpr int w = sizeof(V) / sizeof(double);
+    int i = from;
+    for (; i + kChains * w <= to; i += kChains * w) {
+        V c[kChains] = {}, a[kChains] = {};
+        if (centre != nullptr)
+#pragma GCC unroll 8
+            for (int k = 0; k < kChains; ++k) c[k] = Load<V>(centre + (i - from) + k * w);
+        for (int j = 0; j < p; ++j)
+#pragma GCC unroll 8
+            for (int k = 0; k < kChains; ++k) a[k] += term(i + k * w, j, c[k]);
+#pragma GCC unroll 8
+        for (int k = 0; k < kChains; ++k) __builtin_memcpy(out + (i - from) + k * w, &a[k], sizeof(V));
+    }
+    for (; i < to; ++i) {
+        const double c = centre != nullptr ? centre[i - from] : 0.0;
+        double acc = 0.0;
+        for (int j = 0; j < p; ++j) acc += term(i, j, c);
+        out[i - from] = acc;
+    }
+}
+
+struct Table {
+    void (*windowSums)(const double*, int, int, int, double*);
+    void (*newestFirst)(const double*, int, int, int, double*);
+    void (*squares)(const double*, const double*, int, int, int, double*);
+    void (*spreads)(const double*, const double*, int, int, int, double*);
+    const char* name;
+};
+
+// One table per route; `flatten` inlines the kernels so each route's copy
+// is compiled for its own instruction set.
+#define FENXI_LANES_ROUTE(ATTR, NAME, V)                                                                           \
+    ATTR void NAME##WindowSums(const double* x, int from, int to, int p, double* out) {                        \
+        Sums<V>(from, to, p, out, Oldest{x, p}, nullptr);                                                                   \
+    }                                                                                                           \
+    ATTR void NAME##NewestFirst(const double* x, int from, int to, int p, double* out) {                       \
+        Sums<V>(from, to, p, out, Newest{x}, nullptr);                                                                      \
+    }                                                                                                           \
+    ATTR void NAME##Squares(const double* x, const double* c, int from, int to, int p, double* out) {          \
+        Sums<V>(from, to, p, out, Squares{x}, c);                                                                  \
+    }                                                                                                           \
+    ATTR void NAME##Spreads(const double* x, const double* c, int from, int to, int p, double* out) {          \
+        Sums<V>(from, to, p, out, Spreads{x, p}, c);                                                               \
+    }                                                                                                           \
+    constexpr Table NAME##Table{NAME##WindowSums, NAME##NewestFirst, NAME##Squares, NAME##Spreads, #NAME};
+
+FENXI_LANES_ROUTE(__attribute__((flatten)), baseline, V2)
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
+FENXI_LANES_ROUTE(__attribute__((flatten, target("avx2"))), avx2, V4)
+#define FENXI_LANES_HAVE_AVX2 1
+#endif
+#undef FENXI_LANES_ROUTE
+
+const Table& Detected() {
+#ifdef FENXI_LANES_HAVE_AVX2
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    if (avx2) return avx2Table;
+#endif
+    return baselineTable;
+}
+
+std::atomic<bool> forceBaseline{false};
+
+const Table& Use() { return forceBaseline.load(std::memory_order_relaxed) ? baselineTable : Detected(); }
+
+}  // namespace
+
+void WindowSums(const double* x, int from, int to, int p, double* out) { Use().windowSums(x, from, to, p, out); }
+void WindowSumsNewestFirst(const double* x, int from, int to, int p, double* out) {
+    Use().newestFirst(x, from, to, p, out);
+}
+void SquaredDeviations(const double* x, const double* centre, int from, int to, int p, double* out) {
+    Use().squares(x, centre, from, to, p, out);
+}
+void AbsoluteDeviations(const double* x, const double* centre, int from, int to, int p, double* out) {
+    Use().spreads(x, centre, from, to, p, out);
+}
+const char* Route() { return Use().name; }
+void ForceBaseline(bool on) { forceBaseline.store(on, std::memory_order_relaxed); }
+
+}  // namespace fenxi::lanes
