@@ -33,25 +33,27 @@ inline V Abs(const V& v) {
     return std::bit_cast<V>(std::bit_cast<M>(v) & (M{} + 0x7fffffffffffffffLL));
 }
 
-// The j-th addend (j = 0 .. p-1) of window i for each kind of sum, for one
-// window (V = double) or for the windows i, i+1, ... of one vector; c holds
+// The j-th addend (j = 0 .. p-1) of window k for each kind of sum, for one
+// window (V = double) or for the windows k, k+1, ... of one vector; c holds
 // their centres.
 struct Oldest {
     const double* x;
     int p;
     template <class V>
-    V operator()(int i, int j, const V&) const { return Load<V>(x + i - p + 1 + j); }
+    V operator()(int k, int j, const V&) const { return Load<V>(x + k + j); }
 };
 struct Newest {
     const double* x;
+    int p;
     template <class V>
-    V operator()(int i, int j, const V&) const { return Load<V>(x + i - j); }
+    V operator()(int k, int j, const V&) const { return Load<V>(x + k + p - 1 - j); }
 };
 struct Squares {
     const double* x;
+    int p;
     template <class V>
-    V operator()(int i, int j, const V& c) const {
-        const V d = Load<V>(x + i - j) - c;
+    V operator()(int k, int j, const V& c) const {
+        const V d = Load<V>(x + k + p - 1 - j) - c;
         return d * d;
     }
 };
@@ -59,7 +61,7 @@ struct Spreads {
     const double* x;
     int p;
     template <class V>
-    V operator()(int i, int j, const V& c) const { return Abs(c - Load<V>(x + i - p + 1 + j)); }
+    V operator()(int k, int j, const V& c) const { return Abs(c - Load<V>(x + k + j)); }
 };
 
 // Eight accumulators per block: enough independent chains to keep both
@@ -67,52 +69,67 @@ struct Spreads {
 constexpr int kChains = 8;
 
 template <class V, class Term>
-inline void Sums(int from, int to, int p, double* out, Term term, const double* centre) {
+inline void Sums(int count, int p, double* out, Term term, const double* centre) {
     constexpr int w = sizeof(V) / sizeof(double);
-    int i = from;
-    for (; i + kChains * w <= to; i += kChains * w) {
+    int k = 0;
+    for (; k + kChains * w <= count; k += kChains * w) {
         V c[kChains] = {}, a[kChains] = {};
         if (centre != nullptr)
 #pragma GCC unroll 8
-            for (int k = 0; k < kChains; ++k) c[k] = Load<V>(centre + (i - from) + k * w);
+            for (int m = 0; m < kChains; ++m) c[m] = Load<V>(centre + k + m * w);
         for (int j = 0; j < p; ++j)
 #pragma GCC unroll 8
-            for (int k = 0; k < kChains; ++k) a[k] += term(i + k * w, j, c[k]);
+            for (int m = 0; m < kChains; ++m) a[m] += term(k + m * w, j, c[m]);
 #pragma GCC unroll 8
-        for (int k = 0; k < kChains; ++k) __builtin_memcpy(out + (i - from) + k * w, &a[k], sizeof(V));
+        for (int m = 0; m < kChains; ++m) __builtin_memcpy(out + k + m * w, &a[m], sizeof(V));
     }
-    for (; i < to; ++i) {
-        const double c = centre != nullptr ? centre[i - from] : 0.0;
+    for (; k < count; ++k) {
+        const double c = centre != nullptr ? centre[k] : 0.0;
         double acc = 0.0;
-        for (int j = 0; j < p; ++j) acc += term(i, j, c);
-        out[i - from] = acc;
+        for (int j = 0; j < p; ++j) acc += term(k, j, c);
+        out[k] = acc;
     }
 }
 
+template <class V>
+inline void Quotients(double* v, int n, double d) {
+    constexpr int w = sizeof(V) / sizeof(double);
+    const V divisor = V{} + d;
+    int k = 0;
+    for (; k + w <= n; k += w) {
+        const V q = Load<V>(v + k) / divisor;
+        __builtin_memcpy(v + k, &q, sizeof q);
+    }
+    for (; k < n; ++k) v[k] /= d;
+}
+
 struct Table {
-    void (*windowSums)(const double*, int, int, int, double*);
-    void (*newestFirst)(const double*, int, int, int, double*);
-    void (*squares)(const double*, const double*, int, int, int, double*);
-    void (*spreads)(const double*, const double*, int, int, int, double*);
+    void (*windowSums)(const double*, int, int, double*);
+    void (*newestFirst)(const double*, int, int, double*);
+    void (*squares)(const double*, const double*, int, int, double*);
+    void (*spreads)(const double*, const double*, int, int, double*);
+    void (*divide)(double*, int, double);
     const char* name;
 };
 
 // One table per route; `flatten` inlines the kernels so each route's copy
 // is compiled for its own instruction set.
-#define FENXI_LANES_ROUTE(ATTR, NAME, V)                                                                           \
-    ATTR void NAME##WindowSums(const double* x, int from, int to, int p, double* out) {                        \
-        Sums<V>(from, to, p, out, Oldest{x, p}, nullptr);                                                                   \
+#define FENXI_LANES_ROUTE(ATTR, NAME, V)                                                                        \
+    ATTR void NAME##WindowSums(const double* x, int count, int p, double* out) {                               \
+        Sums<V>(count, p, out, Oldest{x, p}, nullptr);                                                          \
     }                                                                                                           \
-    ATTR void NAME##NewestFirst(const double* x, int from, int to, int p, double* out) {                       \
-        Sums<V>(from, to, p, out, Newest{x}, nullptr);                                                                      \
+    ATTR void NAME##NewestFirst(const double* x, int count, int p, double* out) {                              \
+        Sums<V>(count, p, out, Newest{x, p}, nullptr);                                                          \
     }                                                                                                           \
-    ATTR void NAME##Squares(const double* x, const double* c, int from, int to, int p, double* out) {          \
-        Sums<V>(from, to, p, out, Squares{x}, c);                                                                  \
+    ATTR void NAME##Squares(const double* x, const double* c, int count, int p, double* out) {                 \
+        Sums<V>(count, p, out, Squares{x, p}, c);                                                               \
     }                                                                                                           \
-    ATTR void NAME##Spreads(const double* x, const double* c, int from, int to, int p, double* out) {          \
-        Sums<V>(from, to, p, out, Spreads{x, p}, c);                                                               \
+    ATTR void NAME##Spreads(const double* x, const double* c, int count, int p, double* out) {                 \
+        Sums<V>(count, p, out, Spreads{x, p}, c);                                                               \
     }                                                                                                           \
-    constexpr Table NAME##Table{NAME##WindowSums, NAME##NewestFirst, NAME##Squares, NAME##Spreads, #NAME};
+    ATTR void NAME##Divide(double* v, int n, double d) { Quotients<V>(v, n, d); }                              \
+    constexpr Table NAME##Table{NAME##WindowSums, NAME##NewestFirst, NAME##Squares, NAME##Spreads,             \
+                                NAME##Divide, #NAME};
 
 FENXI_LANES_ROUTE(__attribute__((flatten)), baseline, V2)
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
@@ -135,16 +152,15 @@ const Table& Use() { return forceBaseline.load(std::memory_order_relaxed) ? base
 
 }  // namespace
 
-void WindowSums(const double* x, int from, int to, int p, double* out) { Use().windowSums(x, from, to, p, out); }
-void WindowSumsNewestFirst(const double* x, int from, int to, int p, double* out) {
-    Use().newestFirst(x, from, to, p, out);
+void WindowSums(const double* x, int count, int p, double* out) { Use().windowSums(x, count, p, out); }
+void WindowSumsNewestFirst(const double* x, int count, int p, double* out) { Use().newestFirst(x, count, p, out); }
+void SquaredDeviations(const double* x, const double* centre, int count, int p, double* out) {
+    Use().squares(x, centre, count, p, out);
 }
-void SquaredDeviations(const double* x, const double* centre, int from, int to, int p, double* out) {
-    Use().squares(x, centre, from, to, p, out);
+void AbsoluteDeviations(const double* x, const double* centre, int count, int p, double* out) {
+    Use().spreads(x, centre, count, p, out);
 }
-void AbsoluteDeviations(const double* x, const double* centre, int from, int to, int p, double* out) {
-    Use().spreads(x, centre, from, to, p, out);
-}
+void Divide(double* v, int n, double d) { Use().divide(v, n, d); }
 const char* Route() { return Use().name; }
 void ForceBaseline(bool on) { forceBaseline.store(on, std::memory_order_relaxed); }
 

@@ -7,21 +7,23 @@
 // bit-identical to the plain loop on any CPU. The widest route the CPU
 // supports (AVX2 on x86-64, else the baseline) is chosen once at run time.
 //
-// Indices into x are absolute; out[i - from] (and centre[i - from]) belong
-// to bar i, for every i in [from, to). The caller guarantees
-// from >= p - 1 >= 0 so every window lies in x.
+// Window k (k in [0, count)) covers x[k] .. x[k+p-1], and out[k] and
+// centre[k] belong to it; the caller guarantees p >= 1 and that x holds
+// count + p - 1 values.
 #pragma once
 
 namespace fenxi::lanes {
 
-// x[i-p+1] + ... + x[i], oldest first.
-void WindowSums(const double* x, int from, int to, int p, double* out);
-// x[i] + x[i-1] + ... + x[i-p+1], newest first.
-void WindowSumsNewestFirst(const double* x, int from, int to, int p, double* out);
-// (x[i] - c)^2 + ... + (x[i-p+1] - c)^2 with c = centre[i - from], newest first.
-void SquaredDeviations(const double* x, const double* centre, int from, int to, int p, double* out);
-// |c - x[i-p+1]| + ... + |c - x[i]| with c = centre[i - from], oldest first.
-void AbsoluteDeviations(const double* x, const double* centre, int from, int to, int p, double* out);
+// x[k] + x[k+1] + ... + x[k+p-1], oldest first.
+void WindowSums(const double* x, int count, int p, double* out);
+// x[k+p-1] + ... + x[k], newest first.
+void WindowSumsNewestFirst(const double* x, int count, int p, double* out);
+// (x[k+p-1] - c)^2 + ... + (x[k] - c)^2 with c = centre[k], newest first.
+void SquaredDeviations(const double* x, const double* centre, int count, int p, double* out);
+// |c - x[k]| + ... + |c - x[k+p-1]| with c = centre[k], oldest first.
+void AbsoluteDeviations(const double* x, const double* centre, int count, int p, double* out);
+// v[k] = v[k] / d for k in [0, n): correctly rounded in every lane width.
+void Divide(double* v, int n, double d);
 
 // The route in use: "avx2" or "baseline".
 const char* Route();

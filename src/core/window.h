@@ -23,21 +23,34 @@ inline void ColumnAveragePlain(FENXIDATA* rows, int n, int src, int dst, int p) 
     for (int i = 0; i < n; ++i) rows[i].FenXi[dst] = sum(rows, n, i, p, src) / p;
 }
 
-// The scale (1 or 2) that makes every value x[0..n-1] an integer whose
-// magnitude times `period` stays below 2^53, or 0 when there is none.
-inline int ExactScale(const double* x, int n, int period) {
-    constexpr double kLimit = 9007199254740992.0;  // 2^53
-    for (int scale : {1, 2}) {
-        double most = 0.0;
-        bool exact = true;
-        for (int i = 0; i < n && exact; ++i) {
-            const double v = x[i] * scale;
-            exact = v == std::trunc(v) && std::fabs(v) < kLimit;  // also false for NaN and inf
-            most = std::max(most, std::fabs(v));
+// Exactness of a column for the running sum, checked value by value: the
+// scale (1 or 2) that makes every value an integer whose magnitude times the
+// window stays below 2^53, or 0 when there is none.
+class ExactnessCheck {
+public:
+    void Add(double v) {
+        for (int k = 0; k < 2; ++k) {
+            const double scaled = v * (k + 1);
+            exact_[k] = exact_[k] && scaled == std::trunc(scaled) && std::fabs(scaled) < kLimit;  // false for NaN, inf
+            most_[k] = std::max(most_[k], std::fabs(scaled));
         }
-        if (exact && most * std::max(period, 1) < kLimit) return scale;
     }
-    return 0;
+    int Scale(int period) const {
+        for (int k = 0; k < 2; ++k)
+            if (exact_[k] && most_[k] * std::max(period, 1) < kLimit) return k + 1;
+        return 0;
+    }
+
+private:
+    static constexpr double kLimit = 9007199254740992.0;  // 2^53
+    bool exact_[2] = {true, true};
+    double most_[2] = {0.0, 0.0};
+};
+
+inline int ExactScale(const double* x, int n, int period) {
+    ExactnessCheck check;
+    for (int i = 0; i < n; ++i) check.Add(x[i]);
+    return check.Scale(period);
 }
 
 // Windows from which the running sum pays for its set-up (measured on the
@@ -45,49 +58,63 @@ inline int ExactScale(const double* x, int n, int period) {
 constexpr int kRunningSumFrom = 12;
 constexpr int kSlidingExtremeFrom = 16;
 
-// The sums of `sum(rows, n, i, p, src)` over a contiguous column x, produced
-// chunk by chunk in order: 0.0 where bar i has no full window (and for
-// p < 1), else the left-to-right sum of x[i-p+1..i]. With a scale from
-// ExactScale it keeps a running int64 sum (exact, so the same bits);
-// without one it sums each window in order, several windows per vector.
+// The sums of `sum(rows, n, i, p, src)` over one column, produced chunk by
+// chunk in order: 0.0 where bar i has no full window (and for p < 1), else
+// the left-to-right sum of the column's values i-p+1 .. i. With a scale from
+// ExactnessCheck it keeps a running int64 sum of value x scale, exact and so
+// the same bits; otherwise it sums each window in order, several windows per
+// vector.
 class WindowSummer {
 public:
-    WindowSummer(const double* x, int p, int scale) : x_(x), p_(p), scale_(scale) {}
-    // out[i - from] for i in [from, to); chunks must follow one another.
-    void Next(int from, int to, double* out) {
-        if (scale_ != 0) {
-            for (int i = from; i < to; ++i) {
-                total_ += static_cast<std::int64_t>(x_[i] * scale_);
-                if (i >= p_) total_ -= static_cast<std::int64_t>(x_[i - p_] * scale_);
-                out[i - from] = i < p_ - 1 ? 0.0 : static_cast<double>(total_) / scale_;
+    WindowSummer(int p, int scale) : p_(p), running_(scale != 0), unscale_(scale == 2 ? 0.5 : 1.0) {}
+
+    // The bars a chunk starting at `from` must hold before it.
+    int History() const { return p_ < 1 ? 0 : p_; }
+
+    // out[i - from] for bars i in [from, to). x[t] (and, when running,
+    // scaled[t] = x[t] x scale) hold bar base + t for every bar from
+    // max(0, from - History()) to to - 1. Chunks must follow one another.
+    void Next(int from, int to, const double* x, const std::int64_t* scaled, int base, double* out) {
+        if (running_) {
+            // Locals: the stores to out cannot alias them. total x 0.5 is the
+            // correctly rounded total / 2, as the sum divided.
+            const int p = p_;
+            const double unscale = unscale_;
+            std::int64_t total = total_;
+            int i = from;
+            for (; i < std::min(to, p); ++i) {
+                total += scaled[i - base];
+                out[i - from] = i < p - 1 ? 0.0 : static_cast<double>(total) * unscale;
             }
+            for (; i < to; ++i) {
+                total += scaled[i - base] - scaled[i - p - base];
+                out[i - from] = static_cast<double>(total) * unscale;
+            }
+            total_ = total;
             return;
         }
         const int first = p_ < 1 ? to : std::clamp(p_ - 1, from, to);  // first bar with a full window
         for (int i = from; i < first; ++i) out[i - from] = 0.0;
-        if (first < to) lanes::WindowSums(x_, first, to, p_, out + (first - from));
+        if (first < to) lanes::WindowSums(x + (first - p_ + 1 - base), to - first, p_, out + (first - from));
     }
 
 private:
-    const double* x_;
-    int p_, scale_;
+    int p_;
+    bool running_;
+    double unscale_;
     std::int64_t total_ = 0;
 };
-
-// The scale for a window of p over x: a running sum is taken only for
-// windows long enough to gain from it.
-inline int RunningScale(const double* x, int n, int p) { return p >= kRunningSumFrom ? ExactScale(x, n, p) : 0; }
 
 // out[i] = sum(...) / p over a whole contiguous column.
 inline void AverageInto(const double* x, int n, int p, double* out) {
     if (n < 1) return;
-    WindowSummer(x, p, RunningScale(x, n, p)).Next(0, n, out);
-    for (int i = 0; i < n; ++i) out[i] /= p;
+    const int scale = p >= kRunningSumFrom ? ExactScale(x, n, p) : 0;
+    std::vector<std::int64_t> scaled;
+    if (scale != 0)
+        for (int i = 0; i < n; ++i) scaled.push_back(static_cast<std::int64_t>(x[i] * scale));
+    WindowSummer(p, scale).Next(0, n, x, scaled.data(), 0, out);
+    lanes::Divide(out, n, p);
 }
-
-// Rows per chunk of the multi-line helper: its sums stay in the L1/L2 cache
-// between being computed and being written into the rows.
-constexpr int kChunkRows = 1024;
 
 // One averaged line: FenXi[dst] = the average of source column `source`
 // over `period`.
@@ -98,34 +125,65 @@ struct AverageLine {
 };
 
 // Fills S source columns and averages them into rows, writing each row
-// once. fill(i, v) sets v[0..S-1] for bar i; source s is stored in
+// once. fill(i, v) sets v[0..S-1] for bar i and must depend on i alone (it
+// is called again for the history of each chunk). Source s is stored in
 // FenXi[srcCols[s]] and line q gets sum(rows, n, i, period, srcCols[source])
-// / period, bit for bit.
+// / period, bit for bit. The work is done in chunks whose values and sums
+// stay in cache until they are written into the rows.
 template <int S, class Fill>
 void AverageColumns(FENXIDATA* rows, int n, const int (&srcCols)[S], const AverageLine* lines, int k, Fill fill) {
     if (n < 1 || k > 8) return;
-    std::vector<double> x(static_cast<std::size_t>(S) * n);
-    for (int i = 0; i < n; ++i) {
-        double v[S];
-        fill(i, v);
-        for (int s = 0; s < S; ++s) x[static_cast<std::size_t>(s) * n + i] = v[s];
+    // One exactness check per source, for its longest window that gains from
+    // a running sum; it then holds for every shorter window too.
+    int longest[S] = {}, scale[S] = {};
+    bool anyRunning = false;
+    for (int q = 0; q < k; ++q)
+        if (lines[q].period >= kRunningSumFrom) {
+            longest[lines[q].source] = std::max(longest[lines[q].source], lines[q].period);
+            anyRunning = true;
+        }
+    if (anyRunning) {
+        ExactnessCheck check[S];
+        for (int i = 0; i < n; ++i) {
+            double v[S];
+            fill(i, v);
+            for (int s = 0; s < S; ++s) check[s].Add(v[s]);
+        }
+        for (int s = 0; s < S; ++s) scale[s] = longest[s] > 0 ? check[s].Scale(longest[s]) : 0;
     }
     std::vector<WindowSummer> summers;
     summers.reserve(static_cast<std::size_t>(k));
+    int history = 0;
     for (int q = 0; q < k; ++q) {
-        const double* column = x.data() + static_cast<std::size_t>(lines[q].source) * n;
-        summers.emplace_back(column, lines[q].period, RunningScale(column, n, lines[q].period));
+        summers.emplace_back(lines[q].period, lines[q].period >= kRunningSumFrom ? scale[lines[q].source] : 0);
+        history = std::max(history, std::min(summers.back().History(), n));
     }
-    std::vector<double> sums(static_cast<std::size_t>(k) * kChunkRows);
-    int dst[8], period[8];  // locals: the row writes cannot alias them
-    for (int q = 0; q < k; ++q) dst[q] = lines[q].dst, period[q] = lines[q].period;
-    for (int from = 0; from < n; from += kChunkRows) {
-        const int to = std::min(n, from + kChunkRows);
-        for (int q = 0; q < k; ++q) summers[q].Next(from, to, sums.data() + q * kChunkRows);
+    const int chunk = std::min(n, std::max(2048, 4 * history));
+    const std::size_t span = static_cast<std::size_t>(history) + chunk;
+    std::vector<double> x(S * span), sums(static_cast<std::size_t>(k) * chunk);
+    std::vector<std::int64_t> scaled(S * span);
+    int dst[8];  // a local copy: the row writes cannot alias it
+    for (int q = 0; q < k; ++q) dst[q] = lines[q].dst;
+    for (int from = 0; from < n; from += chunk) {
+        const int to = std::min(n, from + chunk), base = std::max(0, from - history);
+        for (int i = base; i < to; ++i) {
+            double v[S];
+            fill(i, v);
+            for (int s = 0; s < S; ++s) {
+                x[s * span + (i - base)] = v[s];
+                if (scale[s] != 0) scaled[s * span + (i - base)] = static_cast<std::int64_t>(v[s] * scale[s]);
+            }
+        }
+        for (int q = 0; q < k; ++q) {
+            const std::size_t column = static_cast<std::size_t>(lines[q].source) * span;
+            double* out = sums.data() + static_cast<std::size_t>(q) * chunk;
+            summers[q].Next(from, to, x.data() + column, scaled.data() + column, base, out);
+            lanes::Divide(out, to - from, lines[q].period);
+        }
         for (int i = from; i < to; ++i) {
             double* v = rows[i].FenXi;
-            for (int s = 0; s < S; ++s) v[srcCols[s]] = x[static_cast<std::size_t>(s) * n + i];
-            for (int q = 0; q < k; ++q) v[dst[q]] = sums[q * kChunkRows + (i - from)] / period[q];
+            for (int s = 0; s < S; ++s) v[srcCols[s]] = x[s * span + (i - base)];
+            for (int q = 0; q < k; ++q) v[dst[q]] = sums[static_cast<std::size_t>(q) * chunk + (i - from)];
         }
     }
 }
