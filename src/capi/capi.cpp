@@ -4,11 +4,26 @@
 #include <sstream>
 
 #include "capi/capi_support.h"
+#include "core/window.h"
+#include "indicators/columns.h"
 
 using namespace fenxi::capi;
 using FENXIDATA = CAnalysisTechniques::FENXIDATA;
 
 namespace {
+
+// The life line (averages over 65 and 130 bars of the mid of high and close)
+// into Value0 and Value1, as GenerateLifeLine computes lines 1 and 2.
+void LifeLineInto(const BarsCopy& bars, int unit, LineStruct* lines) {
+    const int n = static_cast<int>(bars.size());
+    const double f = fenxi::PriceFactor(unit);
+    fenxi::PooledColumn mid(bars.size()), average(bars.size());
+    for (int i = 0; i < n; ++i) mid[i] = fenxi::LifeLineMid(bars[i], f);
+    for (int slot = 0; slot < 2; ++slot) {
+        fenxi::AverageInto(mid.data(), n, fenxi::kLifeLinePeriods[slot], average.data());
+        for (int i = 0; i < n; ++i) (slot == 0 ? lines[i].Value0 : lines[i].Value1) = average[i];
+    }
+}
 
 // The sink of one call, allocated with new and destroyed through its virtual
 // destructor on every path.
@@ -33,7 +48,7 @@ private:
 };
 
 // Mounts the long/short system as the long/short data call does.
-std::vector<_SIG_TABLE> MountForDK(CAnalysisTechniques& engine, std::vector<UNIKDATA>& bars, const Period& period,
+std::vector<_SIG_TABLE> MountForDK(CAnalysisTechniques& engine, BarsCopy& bars, const Period& period,
                                    int param, int periodCode, bool flagA, bool flagB, int scale) {
     std::vector<_SIG_TABLE> signals;
     const bool L = period.longPeriod;
@@ -52,7 +67,7 @@ bool FlowForC(int count, UNIKDATA* pBars, LineStruct** ppLines, int* pLineCount,
     try {
         Trace trace;
         for (int n : opening) trace.Line(n);
-        std::vector<UNIKDATA> bars;
+        BarsCopy bars;
         if (!CopyBars(count, pBars, bars) || ppLines == nullptr || pLineCount == nullptr) {
             for (int n : refused) trace.Line(n);
             return false;
@@ -102,7 +117,7 @@ FENXI_API bool FENXI_CALL ComputeDKDataForC(int32_t nCount, UNIKDATA* pBars, Lin
     try {
         Trace trace;
         trace.Line(321);
-        std::vector<UNIKDATA> bars;
+        BarsCopy bars;
         if (!CopyBars(nCount, pBars, bars) || ppLines == nullptr || pLineCount == nullptr) {
             trace.Line(327);
             return false;
@@ -120,13 +135,12 @@ FENXI_API bool FENXI_CALL ComputeDKDataForC(int32_t nCount, UNIKDATA* pBars, Lin
             trace.Line(396);
         }
         trace.Line(400);
-        FENXIDATA* rows = nullptr;
-        CAnalysisTechniques::FENXIDATA_PROPERTY property{};
-        engine.GenerateLifeLine(bars.data(), nScale, rows, nCount, &property, nParam);
+        // The life line's two averages go straight into the lines, with the
+        // generator's arithmetic and without its rows.
+        Buffer buffer = NewBuffer(bars.size() * sizeof(LineStruct));
+        LifeLineInto(bars, nScale, static_cast<LineStruct*>(buffer.get()));
         trace.Line(404);
-        const std::map<int, int> columns{{1, 0}, {2, 1}};
         trace.Line(410);
-        Buffer buffer = CopyLines(nCount, rows, columns);
         trace.Line(412);
         trace.Text("nLen = " + std::to_string(nCount));
         // One signal consumed per bar, in order: a signal that is not on the
@@ -182,7 +196,7 @@ FENXI_API bool FENXI_CALL ComputeDKMsgForC(int32_t nCount, UNIKDATA* pBars, char
     try {
         Trace trace;
         trace.Line(601);
-        std::vector<UNIKDATA> bars;
+        BarsCopy bars;
         if (!CopyBars(nCount, pBars, bars) || ppText == nullptr || pTextLength == nullptr) {
             trace.Line(607);
             return false;

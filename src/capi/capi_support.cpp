@@ -4,7 +4,7 @@
 
 namespace fenxi::capi {
 
-bool CopyBars(int count, const UNIKDATA* bars, std::vector<UNIKDATA>& out) {
+bool CopyBars(int count, const UNIKDATA* bars, BarsCopy& out) {
     if (count > kMaxBars || count < 0 || (count > 0 && bars == nullptr)) return false;
     out.assign(bars, bars + count);
     return true;

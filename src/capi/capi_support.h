@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "core/pool.h"
 #include "fenxi/fenxi.h"
 
 namespace fenxi::capi {
@@ -16,7 +17,9 @@ constexpr int kMaxBars = 36500;
 
 // Replaces `out` with the caller's bars; false (out unchanged) for more than
 // kMaxBars, a negative count or null bars with a positive count.
-bool CopyBars(int count, const UNIKDATA* bars, std::vector<UNIKDATA>& out);
+// The caller's bars, copied into memory kept warm per thread.
+using BarsCopy = std::vector<UNIKDATA, PoolAllocator<UNIKDATA>>;
+bool CopyBars(int count, const UNIKDATA* bars, BarsCopy& out);
 
 struct Period {
     std::string code;

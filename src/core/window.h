@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/lanes.h"
+#include "core/pool.h"
 #include "core/series.h"
 
 namespace fenxi {
@@ -105,14 +106,22 @@ private:
     std::int64_t total_ = 0;
 };
 
-// out[i] = sum(...) / p over a whole contiguous column.
+// out[i] = sum(...) / p over a whole contiguous column, with the running
+// sum's values converted as it goes (no second column).
 inline void AverageInto(const double* x, int n, int p, double* out) {
     if (n < 1) return;
     const int scale = p >= kRunningSumFrom ? ExactScale(x, n, p) : 0;
-    std::vector<std::int64_t> scaled;
-    if (scale != 0)
-        for (int i = 0; i < n; ++i) scaled.push_back(static_cast<std::int64_t>(x[i] * scale));
-    WindowSummer(p, scale).Next(0, n, x, scaled.data(), 0, out);
+    if (scale != 0) {
+        const double unscale = scale == 2 ? 0.5 : 1.0;  // x 0.5 is the correctly rounded / 2
+        std::int64_t total = 0;
+        for (int i = 0; i < n; ++i) {
+            total += static_cast<std::int64_t>(x[i] * scale);
+            if (i >= p) total -= static_cast<std::int64_t>(x[i - p] * scale);
+            out[i] = i < p - 1 ? 0.0 : static_cast<double>(total) * unscale;
+        }
+    } else {
+        WindowSummer(p, 0).Next(0, n, x, nullptr, 0, out);
+    }
     lanes::Divide(out, n, p);
 }
 
@@ -160,8 +169,8 @@ void AverageColumns(FENXIDATA* rows, int n, const int (&srcCols)[S], const Avera
     }
     const int chunk = std::min(n, std::max(2048, 4 * history));
     const std::size_t span = static_cast<std::size_t>(history) + chunk;
-    std::vector<double> x(S * span), sums(static_cast<std::size_t>(k) * chunk);
-    std::vector<std::int64_t> scaled(S * span);
+    PooledColumn x(S * span), sums(static_cast<std::size_t>(k) * chunk);
+    std::vector<std::int64_t, PoolAllocator<std::int64_t>> scaled(S * span);
     int dst[8];  // a local copy: the row writes cannot alias it
     for (int q = 0; q < k; ++q) dst[q] = lines[q].dst;
     for (int from = 0; from < n; from += chunk) {

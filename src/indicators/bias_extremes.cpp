@@ -11,22 +11,9 @@ void BiasColumn(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int 
     for (int i = from; i < count; ++i) rows[i].FenXi[col] = bias(bars, unit, count, i, period) * 100.0;
 }
 
-// BIAS of every bar: the closes of each window summed exactly by a running
-// int64 sum, which equals the left-to-right double sum of `bias` while the
-// window's magnitude stays below 2^53 (|close| < 2^31, period < 2^22).
 void BiasColumnAll(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int period, int col) {
-    if (period <= 0) return;
-    if (period >= (1 << 22)) {
-        BiasColumn(bars, unit, rows, count, 0, period, col);
-        return;
-    }
-    std::int64_t total = 0;
-    for (int i = 0; i < count; ++i) {
-        total += bars[i].Close;
-        if (i >= period) total -= bars[i - period].Close;
-        const double avg = static_cast<double>(total) / period;
-        rows[i].FenXi[col] = (bars[i].Close - avg) / avg * 100.0 * 100.0;
-    }
+    if (period <= 0) return;  // the line keeps what the buffer held
+    BiasValues(bars, unit, count, period, [&](int i, double v) { rows[i].FenXi[col] = v; });
 }
 
 // Walks bars i down to max(0, i-period+1) keeping the extreme of one field.

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "core/lanes.h"
 #include "core/series.h"
 
 namespace fenxi {
@@ -41,24 +42,61 @@ inline void ColumnScale(FENXIDATA* rows, int n, int src, int dst, double factor)
     for (int i = 0; i < n; ++i) rows[i].FenXi[dst] = rows[i].FenXi[src] * factor;
 }
 
-// Cumulative directional volume / 100 into `col`: row 0 is 0.0; each later
-// row adds (close up), subtracts (close down) or keeps (level) the bar's
-// volume; the division by 100 comes after the whole accumulation.
-inline void ColumnDirectionalVolume(FENXIDATA* rows, int n, const UNIKDATA* bars, int col) {
+// Cumulative directional volume / 100: put(i, value). Bar 0 gives 0.0;
+// each later bar adds (close up), subtracts (close down) or keeps (level)
+// its volume; the division by 100 comes after the accumulation.
+template <class Put>
+void DirectionalVolume(const UNIKDATA* bars, int n, Put put) {
     if (n < 1) return;
-    rows[0].FenXi[col] = 0.0;
+    put(0, 0.0);
+    double total = 0.0;
     for (int i = 1; i < n; ++i) {
-        const double prev = rows[i - 1].FenXi[col];
         const double vol = static_cast<double>(bars[i].Volume);
         if (bars[i].Close > bars[i - 1].Close)
-            rows[i].FenXi[col] = prev + vol;
+            total = total + vol;
         else if (bars[i].Close < bars[i - 1].Close)
-            rows[i].FenXi[col] = prev - vol;
-        else
-            rows[i].FenXi[col] = prev;
+            total = total - vol;
+        put(i, total / 100.0);
     }
-    for (int i = 1; i < n; ++i) rows[i].FenXi[col] /= 100.0;
 }
+
+inline void ColumnDirectionalVolume(FENXIDATA* rows, int n, const UNIKDATA* bars, int col) {
+    DirectionalVolume(bars, n, [&](int i, double v) { rows[i].FenXi[col] = v; });
+}
+
+// BIAS x 100 of every bar for period > 0: put(i, value). The closes of
+// each window are summed exactly by a running int64 sum, which equals the
+// left-to-right double sum of `bias` while the window's magnitude stays
+// below 2^53 (|close| < 2^31, period < 2^22).
+template <class Put>
+void BiasValues(const UNIKDATA* bars, int unit, int count, int period, Put put) {
+    if (period >= (1 << 22)) {
+        for (int i = 0; i < count; ++i) put(i, bias(bars, unit, count, i, period) * 100.0);
+        return;
+    }
+    std::int64_t total = 0;
+    for (int i = 0; i < count; ++i) {
+        total += bars[i].Close;
+        if (i >= period) total -= bars[i - period].Close;
+        const double avg = static_cast<double>(total) / period;
+        put(i, (bars[i].Close - avg) / avg * 100.0 * 100.0);
+    }
+}
+
+// out[i] = sum(x, i, period) / period for i in [period, count): the OBV
+// average, which starts one bar after its first full window. period >= 1.
+inline void TrailingAverage(const double* x, int count, int period, double* out) {
+    if (period >= count) return;
+    lanes::WindowSums(x + 1, count - period, period, out + period);
+    lanes::Divide(out + period, count - period, period);
+}
+
+// The life line's source: the mid price of high and close, the pair summed
+// as 32-bit integers.
+inline double LifeLineMid(const UNIKDATA& bar, double f) {
+    return Int32Term(std::int64_t{bar.High} + bar.Close) * f * 0.5;
+}
+constexpr int kLifeLinePeriods[] = {65, 130};
 
 // Open, high, low and close of one bar, converted, into four lines.
 inline void CopyPrices(const UNIKDATA& bar, double f, double& open, double& high, double& low, double& close) {

@@ -146,10 +146,8 @@ void CAnalysisTechniques::GenerateLifeLine(UNIKDATA* bars, int unit, FENXIDATA*&
     FENXIDATA* rows = out = Acquire(n);
     if (rows == nullptr) return;
     const double f = PriceFactor(unit);
-    // Mid price of high and close, the pair summed as 32-bit integers.
-    static constexpr int kLines[] = {1, 2}, kPeriods[] = {65, 130};
-    ColumnAverages(rows, n, 0, kLines, kPeriods, 2,
-                   [&](int i) { return Int32Term(std::int64_t{bars[i].High} + bars[i].Close) * f * 0.5; });
+    static constexpr int kLines[] = {1, 2};
+    ColumnAverages(rows, n, 0, kLines, kLifeLinePeriods, 2, [&](int i) { return LifeLineMid(bars[i], f); });
     LeaveLock();
 }
 

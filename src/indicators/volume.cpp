@@ -73,9 +73,18 @@ void CAnalysisTechniques::GenerateOBV(UNIKDATA* bars, int, FENXIDATA*& out, int 
     property->LineStyle[0] = property->LineStyle[1] = 3;
     SetCountScale(property, "%.2f");
 
-    ColumnDirectionalVolume(rows, count, bars, 0);
-    if (period < count)
-        for (int i = period; i < count; ++i) rows[i].FenXi[1] = sum(rows, count, i, period, 0) / period;
+    if (period == 0) {  // an empty window: 0.0 / 0 on every row
+        ColumnDirectionalVolume(rows, count, bars, 0);
+        for (int i = 0; i < count; ++i) rows[i].FenXi[1] = sum(rows, count, i, period, 0) / period;
+    } else {
+        PooledColumn obv(static_cast<std::size_t>(count)), average(static_cast<std::size_t>(count));
+        DirectionalVolume(bars, count, [&](int i, double v) { obv[i] = v; });
+        TrailingAverage(obv.data(), count, period, average.data());
+        for (int i = 0; i < count; ++i) {
+            rows[i].FenXi[0] = obv[i];
+            if (i >= period) rows[i].FenXi[1] = average[i];
+        }
+    }
     LeaveLock();
 }
 

@@ -16,13 +16,19 @@ struct Mount {
     const char* name;
     int code;
     std::int32_t params[3];
+    std::uint32_t kept;  // the columns the systems and their tips read
 };
 
+// Columns 5 and 6 of a channel are its averages of highs and lows; the
+// long-term set's fast channel is read by neither system.
+constexpr std::uint32_t kHighs = 1u << 5, kLows = 1u << 6, kFirstTwo = 1u << 0 | 1u << 1;
 constexpr Mount kLongTermLines[] = {
-    {"MACHANEL_1", 134, {10}}, {"MACHANEL_2", 134, {20}}, {"MACHANEL_3", 134, {5}},     {"MA1", 0, {65}},
-    {"VOL_1", 101, {20, 40}},  {"OBV", 119, {40}},        {"BIAS", 106, {20, 30, 20}},
+    {"MACHANEL_1", 134, {10}, kHighs | kLows}, {"MACHANEL_2", 134, {20}, kLows},
+    {"MACHANEL_3", 134, {5}, 0},               {"MA1", 0, {65}, kFirstTwo},
+    {"VOL_1", 101, {20, 40}, 0},               {"OBV", 119, {40}, kFirstTwo},
+    {"BIAS", 106, {20, 30, 20}, kFirstTwo},
 };
-constexpr Mount kShortTermLines[] = {{"MACHANEL_3", 134, {30}}, {"MACHANEL_4", 134, {60}}};
+constexpr Mount kShortTermLines[] = {{"MACHANEL_3", 134, {30}, kHighs | kLows}, {"MACHANEL_4", 134, {60}, kLows}};
 
 void Append(std::vector<_SIG_TABLE>& signals, int kind, double price, const UNIKDATA& bar, int link, int index) {
     _SIG_TABLE row{};
@@ -64,7 +70,7 @@ bool CAnalysisTechniques::MountAdvSys(std::vector<_SIG_TABLE>& signals, int, boo
         std::copy(std::begin(m.params), std::end(m.params), definition.Params);
         system->Definitions.push_back(definition);
         AddLineSet(system->LineSets, definition.Name, definition.Code, system->Code, market, definition.Params,
-                   reference, i9, count, bars, unit);
+                   reference, i9, count, bars, unit, m.kept);
     }
     if (bars == nullptr || count < 1) return false;
     if (shortSystem)

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "core/pool.h"
 #include "fenxi/fenxi.h"
 
 namespace fenxi {
@@ -16,6 +17,11 @@ struct LineDefinition {
     std::int32_t Params[10];
 };
 static_assert(sizeof(LineDefinition) == 108, "LineDefinition is 108 bytes");
+
+// Columns a line set can keep without rows.
+constexpr int kKeptColumns = 8;
+// A mask of kept columns that asks for full rows instead.
+constexpr std::uint32_t kAllColumns = ~0u;
 
 // One indicator computed over all bars on a private engine of its own.
 struct LineSet {
@@ -32,11 +38,15 @@ struct LineSet {
     CAnalysisTechniques::FENXIDATA* Rows = nullptr;
     std::int32_t RowCount = 0;
     CAnalysisTechniques Engine;
+    // A line set the systems mount keeps only the values they read, without
+    // rows: Kept[k] holds FenXi[k] of bars 0..KeptCount-1, or is empty.
+    PooledColumn Kept[kKeptColumns];
+    std::int32_t KeptCount = 0;
 
-    // Value k of row j; callers check Covers first.
-    double At(int j, int k) const { return Rows[j].FenXi[k]; }
-    // True when rows 0..n-1 exist.
-    bool Covers(int n) const { return Rows != nullptr && RowCount >= n; }
+    // Value k of bar j; callers check Covers first, and read kept columns only.
+    double At(int j, int k) const { return Rows != nullptr ? Rows[j].FenXi[k] : Kept[k][j]; }
+    // True when values for bars 0..n-1 exist.
+    bool Covers(int n) const { return Rows != nullptr ? RowCount >= n : KeptCount > 0 && KeptCount >= n; }
 };
 
 // The system mounted on an engine by MountAdvSys.
@@ -60,10 +70,20 @@ struct MountedSystem {
 };
 
 // Adds a line set named `name` unless one of that name exists (then false).
-// With bars it is evaluated at once through the dispatcher.
+// With bars it is evaluated at once: through the dispatcher into full rows,
+// or, when `kept` names columns and the code is one EvaluateKept knows, into
+// those columns alone.
 bool AddLineSet(std::vector<LineSet*>& list, const char* name, int code, const char* security, int market,
                 const std::int32_t* params, const std::int32_t* reference, int ninth, int count, UNIKDATA* bars,
-                int unit);
+                int unit, std::uint32_t kept = kAllColumns);
+
+// Computes the columns in mask `kept` (bit k: FenXi[k]) of the line with
+// indicator `code` into set.Kept, with the generator's arithmetic bit for
+// bit and no rows. Knows the MA channel (134: columns 5, 6), MA1 (0: 0, 1),
+// VOL (101: none) and OBV (119: 0, 1) and BIAS (106: 0, 1, 2) with positive
+// periods; false (nothing computed) for anything else.
+bool EvaluateKept(const UNIKDATA* bars, int count, int unit, int code, const std::int32_t* params, std::uint32_t kept,
+                  LineSet& set);
 // The first line set named `name`, or null.
 LineSet* FindLineSet(const std::vector<LineSet*>& list, const char* name);
 

@@ -1,0 +1,89 @@
+// The per-thread block pool.
+#include "core/pool.h"
+
+#include <cstdlib>
+
+namespace fenxi {
+namespace {
+
+// Each block starts with a header holding its capacity; the caller's memory
+// follows at a 64-byte boundary.
+constexpr std::size_t kHeader = 64;
+
+struct Pool {
+    std::vector<void*> blocks;  // headers of free blocks
+    std::size_t bytes = 0;
+    Pool() { blocks.reserve(kPoolBlocks); }
+    ~Pool();
+};
+
+// Trivially destructible, so still readable while other thread-local
+// objects are destroyed after the pool (blocks released then are freed).
+thread_local Pool* current = nullptr;
+thread_local bool finished = false;
+
+std::size_t& Capacity(void* header) { return *static_cast<std::size_t*>(header); }
+
+Pool::~Pool() {
+    for (void* header : blocks) std::free(header);
+    finished = true;
+    current = nullptr;
+}
+
+Pool* ThisThread() {
+    if (finished) return nullptr;
+    if (current == nullptr) {
+        static thread_local Pool pool;
+        current = &pool;
+    }
+    return current;
+}
+
+}  // namespace
+
+void* PoolAllocate(std::size_t bytes) {
+    Pool* pool = bytes >= kPoolFrom ? ThisThread() : nullptr;
+    if (pool != nullptr) {
+        // The smallest free block that fits without wasting more than half.
+        std::size_t best = pool->blocks.size();
+        for (std::size_t k = 0; k < pool->blocks.size(); ++k) {
+            const std::size_t c = Capacity(pool->blocks[k]);
+            if (c >= bytes && c / 2 <= bytes && (best == pool->blocks.size() || c < Capacity(pool->blocks[best])))
+                best = k;
+        }
+        if (best != pool->blocks.size()) {
+            void* header = pool->blocks[best];
+            pool->blocks.erase(pool->blocks.begin() + static_cast<std::ptrdiff_t>(best));
+            pool->bytes -= Capacity(header);
+            return static_cast<char*>(header) + kHeader;
+        }
+    }
+    if (bytes > static_cast<std::size_t>(-1) - kHeader) throw std::bad_alloc();
+    void* header = std::aligned_alloc(kHeader, (bytes + kHeader + kHeader - 1) / kHeader * kHeader);
+    if (header == nullptr) throw std::bad_alloc();
+    Capacity(header) = bytes;
+    return static_cast<char*>(header) + kHeader;
+}
+
+void PoolRelease(void* block) noexcept {
+    if (block == nullptr) return;
+    void* header = static_cast<char*>(block) - kHeader;
+    const std::size_t c = Capacity(header);
+    Pool* pool = c >= kPoolFrom ? ThisThread() : nullptr;
+    if (pool != nullptr && pool->blocks.size() < kPoolBlocks && pool->bytes + c <= kPoolBytes) {
+        try {
+            pool->blocks.push_back(header);
+            pool->bytes += c;
+            return;
+        } catch (...) {  // no room to remember it: free it instead
+        }
+    }
+    std::free(header);
+}
+
+std::size_t PooledBytes() noexcept {
+    const Pool* pool = finished ? nullptr : current;
+    return pool != nullptr ? pool->bytes : 0;
+}
+
+}  // namespace fenxi
