@@ -141,3 +141,38 @@ TEST(AdvSystem, ShortSystemThresholdsFromTheChannels) {
     EXPECT_EQ(s[1].Price, std::min(ch60[k].FenXi[6], ch30[k].FenXi[6]));
     for (int i = 60; i < d; ++i) EXPECT_LE(bars[i].Close * 100.0, ch30[i].FenXi[5] * 1.01) << i;
 }
+
+// The columns the systems keep equal the generators' rows bit for bit.
+TEST(SignalRecords, KeptColumnsEqualTheGeneratorRows) {
+    auto bars = Sample();
+    struct Case { int code; std::int32_t params[10]; std::uint32_t kept; };
+    const Case cases[] = {{134, {10}, 3u << 5}, {134, {60}, 3u << 5}, {0, {65}, 3u},       {0, {5}, 3u},
+                          {119, {40}, 3u},      {119, {1}, 3u},       {106, {20, 30, 20}, 7u}, {101, {20, 40}, 0u}};
+    for (const Case& c : cases)
+        for (int unit : {1, 3, 100, 10000})
+            for (int count : {1, 39, 40, 41, 700, static_cast<int>(bars.size())}) {
+                fenxi::LineSet kept, full;
+                ASSERT_TRUE(fenxi::EvaluateKept(bars.data(), count, unit, c.code, c.params, c.kept, kept));
+                int rows = 0;
+                fenxi::EvaluateLine(bars.data(), count, unit, c.code, c.params, "002032", 0, full.Engine, full.Rows,
+                                    rows);
+                full.RowCount = rows;
+                ASSERT_TRUE(kept.Covers(count) && full.Covers(count) && !kept.Covers(count + 1));
+                for (int k = 0; k < fenxi::kKeptColumns; ++k) {
+                    if ((c.kept >> k & 1u) == 0) continue;
+                    for (int j = 0; j < count; ++j) {
+                        const double a = kept.At(j, k), b = full.At(j, k);
+                        ASSERT_EQ(std::memcmp(&a, &b, sizeof a), 0)
+                            << "code " << c.code << " unit " << unit << " count " << count << " column " << k
+                            << " bar " << j;
+                    }
+                }
+            }
+    // Codes, columns and periods it does not know are left to the rows.
+    fenxi::LineSet set;
+    const std::int32_t zero[10] = {0}, ten[10] = {10};
+    EXPECT_FALSE(fenxi::EvaluateKept(bars.data(), 100, 100, 102, ten, 1u, set));
+    EXPECT_FALSE(fenxi::EvaluateKept(bars.data(), 100, 100, 134, ten, 1u << 4, set));
+    EXPECT_FALSE(fenxi::EvaluateKept(bars.data(), 100, 100, 119, zero, 1u, set));
+    EXPECT_FALSE(fenxi::EvaluateKept(bars.data(), 0, 100, 134, ten, 1u << 5, set));
+}
