@@ -77,11 +77,17 @@ void WindowStage(FENXIDATA* rows, int n, int N) {
         double* v = rows[i].FenXi;
         v[3] = v[4] = v[5] = v[6] = v[8] = 0;
     }
+    // The three window sums of every bar from N on, the windows in vector lanes.
+    PooledColumn column(static_cast<std::size_t>(n)), sums[3];
+    const int windows = N >= 1 ? n - N : 0;
+    for (int c = 0; c < 3 && windows > 0; ++c) {
+        for (int i = 0; i < n; ++i) column[i] = rows[i].FenXi[c];
+        sums[c].resize(static_cast<std::size_t>(windows));
+        lanes::WindowSums(column.data() + 1, windows, N, sums[c].data());  // windows ending at N .. n-1
+    }
     for (int i = N; i < n; ++i) {
         double* v = rows[i].FenXi;
-        v[3] = sum(rows, n, i, N, 0);
-        v[4] = sum(rows, n, i, N, 1);
-        v[5] = sum(rows, n, i, N, 2);
+        for (int c = 0; c < 3; ++c) v[3 + c] = windows > 0 ? sums[c][i - N] : sum(rows, n, i, N, c);
         if (v[3] == 0.0) {
             v[6] = v[8] = 0;
         } else {

@@ -52,7 +52,21 @@ void CAnalysisTechniques::GenerateBOLLIN(UNIKDATA* bars, int unit, FENXIDATA*& o
 
     const double f = PriceFactor(unit);
     for (int i = 0; i < std::min(p - 1, n); ++i) rows[i].FenXi[4] = rows[i].FenXi[5] = 0.0;
-    for (int i = p - 1; i < n; ++i) MeanAndDeviation(bars, f, i, p, rows[i].FenXi[4], rows[i].FenXi[5]);
+    if (p <= n) {
+        // MeanAndDeviation for every full window, the windows in vector lanes.
+        const int windows = n - p + 1;
+        PooledColumn close(static_cast<std::size_t>(n)), mean(static_cast<std::size_t>(windows)),
+            squares(static_cast<std::size_t>(windows));
+        for (int i = 0; i < n; ++i) close[i] = bars[i].Close * f;
+        lanes::WindowSumsNewestFirst(close.data(), windows, p, mean.data());
+        lanes::Divide(mean.data(), windows, p);
+        lanes::SquaredDeviations(close.data(), mean.data(), windows, p, squares.data());
+        lanes::Divide(squares.data(), windows, p);
+        for (int i = p - 1; i < n; ++i) {
+            rows[i].FenXi[4] = mean[i - p + 1];
+            rows[i].FenXi[5] = std::sqrt(squares[i - p + 1]);
+        }
+    }
     for (int i = 0; i < std::min(p, n); ++i) rows[i].FenXi[6] = rows[i].FenXi[7] = rows[i].FenXi[8] = 0.0;
     for (int i = p; i < n; ++i) Bands(rows[i], rows[i - 1].FenXi[4], kUpper, kLower);
     for (int i = 0; i < n; ++i) {

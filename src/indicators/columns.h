@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "core/lanes.h"
+#include "core/pool.h"
 #include "core/series.h"
 
 namespace fenxi {

@@ -166,6 +166,25 @@ void CAnalysisTechniques::GenerateCCI(UNIKDATA* bars, int unit, FENXIDATA*& out,
     const double f = PriceFactor(unit);
     for (int i = 0; i < count; ++i) rows[i].FenXi[2] = TypicalPrice(bars[i], f);
     for (int i = 0; i < std::min(period - 1, count); ++i) rows[i].FenXi[3] = rows[i].FenXi[4] = rows[i].FenXi[5] = 0;
+    if (period >= 1 && period <= count) {
+        // The averages and mean deviations of every full window in vector lanes.
+        const int windows = count - period + 1;
+        PooledColumn typical(static_cast<std::size_t>(count)), mean(static_cast<std::size_t>(windows)),
+            spread(static_cast<std::size_t>(windows));
+        for (int i = 0; i < count; ++i) typical[i] = rows[i].FenXi[2];
+        lanes::WindowSums(typical.data(), windows, period, mean.data());
+        lanes::Divide(mean.data(), windows, period);
+        lanes::AbsoluteDeviations(typical.data(), mean.data(), windows, period, spread.data());
+        lanes::Divide(spread.data(), windows, period);
+        for (int i = period - 1; i < count; ++i) {
+            double* v = rows[i].FenXi;
+            v[3] = mean[i - period + 1];
+            v[4] = spread[i - period + 1];
+            v[5] = Cci(rows, i, i == period - 1);
+        }
+        LeaveLock();
+        return;
+    }
     for (int i = std::max(period - 1, 0); i < count; ++i) {
         double* v = rows[i].FenXi;
         v[3] = sum(rows, count, i, period, 2) / period;

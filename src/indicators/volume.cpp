@@ -131,7 +131,19 @@ void CAnalysisTechniques::GenerateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out
     for (int i = 0; i < count; ++i) BodyAndRange(bars[i], f, rows[i]);
     rows[0].FenXi[0] = 0.0;
     for (int i = 0; i < std::min(period - 1, count); ++i) rows[i].FenXi[3] = 0.0;
-    for (int i = period - 1; i < count; ++i) rows[i].FenXi[3] = WvadSum(bars, rows, i, period);
+    if (period <= count) {
+        // WvadSum for every full window in vector lanes: each bar's term once,
+        // +0.0 for a bar left out (the sum starts at +0.0 and so is never
+        // -0.0, and adding +0.0 then changes nothing).
+        const int windows = count - period + 1;
+        PooledColumn term(static_cast<std::size_t>(count)), total(static_cast<std::size_t>(windows));
+        for (int j = 0; j < count; ++j) {
+            const double range = rows[j].FenXi[2];
+            term[j] = range == 0.0 || bars[j].Amount <= 0 ? 0.0 : rows[j].FenXi[1] / range * bars[j].Amount / 100000.0;
+        }
+        lanes::WindowSumsNewestFirst(term.data(), windows, period, total.data());
+        for (int i = period - 1; i < count; ++i) rows[i].FenXi[3] = total[i - period + 1];
+    }
     LeaveLock();
 }
 
