@@ -4,10 +4,12 @@
 // the reported time divided by the bar count (items/s is bars/s).
 #include <benchmark/benchmark.h>
 
+#include <cmath>
 #include <map>
 #include <memory>
 
 #include "bars.h"
+#include "core/lanes.h"
 #include "catalog.h"
 
 namespace {
@@ -137,7 +139,47 @@ void FlatCall(benchmark::State& state, int which, int n) {
     state.SetItemsProcessed(state.iterations() * n);
 }
 
+// One kind of ordered window sum over the 1,000,000-bar close column at
+// period 20: the plain per-window loop, or the lanes on a forced route.
+enum class Route { Plain, Baseline, Detected };
+
+void WindowKernel(benchmark::State& state, int kind, Route route) {
+    const int n = 1000000, p = 20, windows = n - p + 1;
+    const std::vector<UNIKDATA>& bars = Extended(n);
+    std::vector<double> x(n), centre(windows), out(windows);
+    for (int i = 0; i < n; ++i) x[i] = bars[i].Close * 100.0;
+    for (int k = 0; k < windows; ++k) centre[k] = x[k + p / 2];
+    fenxi::lanes::ForceBaseline(route == Route::Baseline);
+    for (auto _ : state) {
+        if (route != Route::Plain) {
+            if (kind == 0) fenxi::lanes::WindowSums(x.data(), windows, p, out.data());
+            if (kind == 1) fenxi::lanes::SquaredDeviations(x.data(), centre.data(), windows, p, out.data());
+            if (kind == 2) fenxi::lanes::AbsoluteDeviations(x.data(), centre.data(), windows, p, out.data());
+        } else {
+            for (int k = 0; k < windows; ++k) {
+                double t = 0.0;
+                for (int j = 0; j < p; ++j) {
+                    const double d = x[k + j] - centre[k];
+                    t += kind == 0 ? x[k + j] : kind == 1 ? d * d : std::fabs(centre[k] - x[k + j]);
+                }
+                out[k] = t;
+            }
+        }
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    fenxi::lanes::ForceBaseline(false);
+    state.SetItemsProcessed(state.iterations() * windows);
+}
+
 int Register() {
+    static const char* const kKinds[] = {"sums", "squares", "spreads"};
+    for (int kind = 0; kind < 3; ++kind) {
+        const std::string name = std::string("Window/") + kKinds[kind] + "/20/";
+        benchmark::RegisterBenchmark((name + "plain").c_str(), WindowKernel, kind, Route::Plain);
+        benchmark::RegisterBenchmark((name + "baseline").c_str(), WindowKernel, kind, Route::Baseline);
+        benchmark::RegisterBenchmark((name + fenxi::lanes::Route()).c_str(), WindowKernel, kind, Route::Detected);
+    }
     for (int n : kSizes) {
         const std::string size = "/" + std::to_string(n);
         for (int k = 1; k <= 8; ++k)
