@@ -18,8 +18,20 @@ for name, t in median.items():
         _, k, n = name.split("/")
         floors[(int(k), int(n))] = t / int(n)
 
-# Columns each operation writes as lines (from the tool's catalog), for the floor ratio.
-lines = json.load(open(sys.argv[2])) if len(sys.argv) > 2 else {}
+# Columns each operation draws as lines, from the tool's catalog (`fenxi list`,
+# the words before " - "), for the floor ratio.
+import os
+import subprocess
+
+tool = sys.argv[2] if len(sys.argv) > 2 else os.path.join("build", "release", "cli", "fenxi")
+lines = {}
+for row in subprocess.run([tool, "list"], capture_output=True, text=True).stdout.splitlines()[1:]:
+    if " - " in row:
+        words = row.split(" - ")[0].split()
+        names = [w for w in words[1:] if "=" not in w and not w.isdigit()]
+        lines[words[0]] = len(names)
+
+windows = {}
 
 print("| operation | ns/bar at 36,500 | ns/bar at 1,000,000 | ratio to floor (1M) |")
 print("|---|---|---|---|")
@@ -27,6 +39,9 @@ rows = {}
 for name, t in median.items():
     parts = name.split("/")
     if parts[0] == "Floor":
+        continue
+    if parts[0] == "Window":
+        windows.setdefault("/".join(parts[1:3]), {})[parts[3]] = t / 999981
         continue
     n = int(parts[-1])
     key = "/".join(parts[:-1])
@@ -45,3 +60,12 @@ print("| floor: k columns | ns/bar at 36,500 | ns/bar at 1,000,000 |")
 print("|---|---|---|")
 for k in range(1, 9):
     print("| %d | %.2f | %.2f |" % (k, floors[(k, 36500)], floors[(k, 1000000)]))
+
+if windows:
+    print()
+    print("| window sum (period 20, 1,000,000 bars) | plain, ns/window | lanes, ns/window | plain / lanes |")
+    print("|---|---|---|---|")
+    for key in sorted(windows):
+        r = windows[key]
+        for route in sorted(k for k in r if k != "plain"):
+            print("| %s, %s route | %.2f | %.2f | %.1fx |" % (key, route, r["plain"], r[route], r["plain"] / r[route]))
