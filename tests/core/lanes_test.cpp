@@ -12,7 +12,7 @@
 
 #include "bars.h"
 #include "core/pool.h"
-#include "core/window.h"
+#include "core/series.h"
 
 using namespace fenxi;
 
@@ -113,27 +113,6 @@ TEST(Lanes, DivisionIsCorrectlyRoundedOnEveryRoute) {
         }
     }
     lanes::ForceBaseline(false);
-}
-
-// The chunked multi-line helper against the plain column loop, across chunk
-// boundaries, for every route of its sums.
-TEST(Lanes, ChunkedAveragesEqualThePlainColumns) {
-    const auto bars = testbars::Sample();
-    const int n = 2500;  // beyond one chunk
-    for (int unit : {3, 100}) {
-        const double f = PriceFactor(unit);
-        const int periods[] = {1, 5, 11, 12, 20, 250, 2600, 0, -4};
-        std::vector<CAnalysisTechniques::FENXIDATA> fast(n), plain(n);
-        for (int i = 0; i < n; ++i) plain[i].FenXi[0] = bars[i].Close * f;
-        const int dst[] = {1, 2, 3, 4, 5, 6, 7, 8};
-        ColumnAverages(fast.data(), n, 0, dst, periods, 8, [&](int i) { return bars[i].Close * f; });
-        for (int q = 0; q < 8; ++q) {
-            ColumnAveragePlain(plain.data(), n, 0, dst[q], periods[q]);
-            for (int i = 0; i < n; ++i)
-                ASSERT_TRUE(SameBits(fast[i].FenXi[dst[q]], plain[i].FenXi[dst[q]]))
-                    << "unit " << unit << " period " << periods[q] << " row " << i;
-        }
-    }
 }
 
 TEST(Pool, ReleasedBlocksServeTheNextRequestWithinTheBound) {

@@ -14,13 +14,15 @@ using PROPERTY = CAnalysisTechniques::FENXIDATA_PROPERTY;
 namespace {
 
 const int kPeriods[] = {1, 2, 3, 5, 10, 20, 60, 65, 130, 250, 1200, 1207};
+// Averages also take empty, negative and longer-than-the-series windows.
+const int kAveragePeriods[] = {-4, 0, 1, 2, 3, 5, 10, 20, 60, 65, 130, 250, 1200, 1207, 2600};
 
 // Runs both averaging routes over a column filled by `fill`; true when equal.
 template <class Fill>
 void ExpectSameAverages(int n, Fill fill, const char* what) {
     std::vector<FENXIDATA> fast(n), plain(n);
     for (int i = 0; i < n; ++i) fast[i].FenXi[0] = plain[i].FenXi[0] = fill(i);
-    for (int p : kPeriods) {
+    for (int p : kAveragePeriods) {
         ColumnAverage(fast.data(), n, 0, 1, p);
         ColumnAveragePlain(plain.data(), n, 0, 1, p);
         for (int i = 0; i < n; ++i)
@@ -33,7 +35,7 @@ void ExpectSameAverages(int n, Fill fill, const char* what) {
 
 TEST(Window, RunningSumsEqualTheLeftToRightSums) {
     auto bars = testbars::Sample();
-    const int n = 1200;
+    const int n = 2500;  // beyond one chunk of the averaging helper
     for (int unit : {1, 3, 7, 100, 1000, 10000, 100000}) {
         const double f = PriceFactor(unit);
         ExpectSameAverages(n, [&](int i) { return bars[i].Close * f; }, "close");
