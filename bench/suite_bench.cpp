@@ -10,7 +10,8 @@
 
 #include "bars.h"
 #include "core/lanes.h"
-#include "catalog.h"
+#include "core/registry.h"
+#include "fenxi/series.h"
 
 namespace {
 
@@ -58,23 +59,48 @@ void Floor(benchmark::State& state, int columns, int n) {
     state.SetItemsProcessed(state.iterations() * n);
 }
 
-void Generator(benchmark::State& state, const fenxi_cli::Operation* op, int n, bool update) {
+void Defaults(const fenxi::OperationSpec& op, std::int32_t (&p)[fenxi::kMaxParams]) {
+    fenxi::ResolveParams(op, {}, p);
+}
+
+void Generator(benchmark::State& state, const fenxi::OperationSpec* op, int n, bool update) {
     std::vector<UNIKDATA> bars = Extended(n);
     CAnalysisTechniques e;
     FENXIDATA* rows = nullptr;
     PROPERTY prop{};
-    fenxi_cli::Params params;
-    for (const auto& [name, value] : op->params) params.push_back(value);
-    op->generate(e, bars.data(), 100, rows, n, params, &prop);
+    std::int32_t params[fenxi::kMaxParams];
+    Defaults(*op, params);
+    op->generate(e, bars.data(), 100, rows, n, params, &prop, 0);
     for (auto _ : state) {
         if (update)
             op->update(e, bars.data(), 100, rows, n, params);
         else
-            op->generate(e, bars.data(), 100, rows, n, params, &prop);
+            op->generate(e, bars.data(), 100, rows, n, params, &prop, 0);
         benchmark::DoNotOptimize(rows);
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(state.iterations() * (update ? 1 : n));
+}
+
+// The columnar API over n bars at the defaults.
+void Columnar(benchmark::State& state, const fenxi::OperationSpec* op, int n) {
+    fenxi::Bars bars{Extended(n), 100};
+    for (auto _ : state) {
+        fenxi::Lines lines = fenxi::Compute(op->name, {}, bars);
+        benchmark::DoNotOptimize(lines.values.data());
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
+// One stream call per bar: appends over the series, each followed by one
+// replacement of the forming bar.
+void Streamed(benchmark::State& state, const fenxi::OperationSpec* op, int n) {
+    std::vector<UNIKDATA> bars = Extended(n);
+    for (auto _ : state) {
+        fenxi::Stream stream(op->name, {}, 100);
+        for (const UNIKDATA& b : bars) benchmark::DoNotOptimize(stream.Append(b).data());
+    }
+    state.SetItemsProcessed(state.iterations() * n);
 }
 
 void Chart(benchmark::State& state, int type, int param, int n) {
@@ -184,11 +210,15 @@ int Register() {
         const std::string size = "/" + std::to_string(n);
         for (int k = 1; k <= 8; ++k)
             benchmark::RegisterBenchmark(("Floor/" + std::to_string(k) + size).c_str(), Floor, k, n);
-        for (const fenxi_cli::Operation& op : fenxi_cli::Catalog()) {
-            if (op.name == "MIKE") continue;  // keeps its engine's lock; measured once below
-            benchmark::RegisterBenchmark(("Generate/" + op.name + size).c_str(), Generator, &op, n, false);
+        for (const fenxi::OperationSpec& op : fenxi::Operations()) {
+            const std::string name = op.name;
+            benchmark::RegisterBenchmark(("Columnar/" + name + size).c_str(), Columnar, &op, n);
+            if (op.stream->kind != fenxi::detail::StreamForm::Whole && n < 100000)
+                benchmark::RegisterBenchmark(("Stream/" + name + size).c_str(), Streamed, &op, n);
+            if (name == "MIKE") continue;  // keeps its engine's lock; measured once below
+            benchmark::RegisterBenchmark(("Generate/" + name + size).c_str(), Generator, &op, n, false);
             if (op.update)
-                benchmark::RegisterBenchmark(("Update/" + op.name + size).c_str(), Generator, &op, n, true);
+                benchmark::RegisterBenchmark(("Update/" + name + size).c_str(), Generator, &op, n, true);
         }
         for (int type = 0; type <= 5; ++type)
             benchmark::RegisterBenchmark(("KLINE/" + std::to_string(type) + size).c_str(), Chart, type,

@@ -3,6 +3,8 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -12,9 +14,12 @@
 #include <vector>
 
 #include "bars_csv.h"
-#include "catalog.h"
+#include "fenxi/series.h"
 
 using namespace fenxi_cli;
+using fenxi::OperationSpec;
+using Rows = CAnalysisTechniques::FENXIDATA*;
+using Property = CAnalysisTechniques::FENXIDATA_PROPERTY;
 
 namespace {
 
@@ -64,24 +69,36 @@ std::string Price(std::int64_t raw, int unit) {
     return b;
 }
 
-// A line value divided by ValueScale and printed with the property's format.
-std::string Value(double v, const Property& p) {
-    char format[33] = {};
-    std::memcpy(format, p.Format, sizeof p.Format);
+// A true value with up to eight significant digits, trailing zeros dropped.
+std::string Number(double v) {
+    if (v != v) return "nan";
+    if (v == 0) return "0";
     char b[64];
-    std::snprintf(b, sizeof b, format[0] == '%' ? format : "%.2f", v / (p.ValueScale != 0 ? p.ValueScale : 1));
-    return b;
+    const double a = std::fabs(v);
+    if (a >= 1e15 || a < 1e-10) {
+        std::snprintf(b, sizeof b, "%.8g", v);
+        return b;
+    }
+    const int digits = std::clamp(7 - static_cast<int>(std::floor(std::log10(a))), 0, 10);
+    std::snprintf(b, sizeof b, "%.*f", digits, v);
+    std::string t = b;
+    if (t.find('.') != std::string::npos) {
+        t.erase(t.find_last_not_of('0') + 1);
+        if (t.back() == '.') t.pop_back();
+    }
+    return t == "-0" ? "0" : t;
 }
 
-bool Shown(const Property& p, int line, int row) { return row >= p.StartPos[line] && row < p.EndPos[line]; }
 
 struct Computed {
     std::vector<CAnalysisTechniques::FENXIDATA> rows;
     Property property{};
 };
 
+using Params = std::int32_t[fenxi::kMaxParams];
+
 // Runs an operation (or its generator then its updater) over all bars.
-Computed Compute(const Operation& op, BarFile& f, const Params& params, bool update) {
+Computed Compute(const OperationSpec& op, BarFile& f, const Params& params, bool update) {
     CAnalysisTechniques engine;
     Rows rows = nullptr;
     Computed out;
@@ -89,60 +106,76 @@ Computed Compute(const Operation& op, BarFile& f, const Params& params, bool upd
     for (int k = 0; k < 21; ++k) out.property.EndPos[k] = n;  // for generators that leave EndPos
     if (update) {
         engine.GenerateBuffer(f.bars.data(), f.unit, rows, n);  // room for the appended bar
-        op.generate(engine, f.bars.data(), f.unit, rows, n - 1, params, &out.property);
+        op.generate(engine, f.bars.data(), f.unit, rows, n - 1, params, &out.property, f.market);
         for (int k = 0; k < 21; ++k) out.property.EndPos[k] = std::max(out.property.EndPos[k], n);
         op.update(engine, f.bars.data(), f.unit, rows, n, params);
     } else {
-        op.generate(engine, f.bars.data(), f.unit, rows, n, params, &out.property);
+        op.generate(engine, f.bars.data(), f.unit, rows, n, params, &out.property, f.market);
     }
     if (rows != nullptr) out.rows.assign(rows, rows + n);
     return out;
 }
 
-Params Resolve(const Operation& op, const std::vector<int>& given) {
-    if (given.size() > op.params.size())
-        throw CLI::ValidationError(op.name + " takes " + std::to_string(op.params.size()) + " parameters");
-    Params p;
-    for (std::size_t k = 0; k < op.params.size(); ++k) p.push_back(k < given.size() ? given[k] : op.params[k].second);
-    return p;
+// The value of line k at bar i in true units, empty before the line's first
+// valid bar.
+std::string LineValue(const OperationSpec& op, const Params& p, const Computed& c, int k, int i, int unit) {
+    std::int64_t first = 0, end = 0;
+    fenxi::ValidRange(op, p, k, static_cast<std::int64_t>(c.rows.size()), first, end);
+    if (i < first || i >= end) return "";
+    return Number(c.rows[i].FenXi[op.lines[k].column] / fenxi::TrueScale(op, k, p, unit));
 }
 
-std::string Signature(const Operation& op) {
+void Resolve(const OperationSpec& op, const std::vector<int>& given, Params& p) {
+    const fenxi::Error e = fenxi::ResolveParams(op, given, p);
+    if (e) throw CLI::ValidationError(e.message);
+}
+
+std::string Signature(const OperationSpec& op, const Params& p) {
     std::string s = op.name;
-    for (const auto& [name, value] : op.params) s += " " + name + "=" + std::to_string(value);
+    for (int k = 0; k < op.paramCount; ++k) s += std::string(" ") + op.params[k].name + "=" + std::to_string(p[k]);
     return s;
 }
 
 int List() {
-    std::printf("%-11s %5s  %-38s %s\n", "NAME", "CODE", "PARAMETERS (defaults)", "LINES");
-    for (const Operation& op : Catalog()) {
+    std::printf("Every operation: name, indicator code, parameters (default, range), lines (true scale), formula.\n");
+    for (const OperationSpec& op : fenxi::Operations()) {
         std::string params, lines;
-        for (const auto& [name, value] : op.params) params += name + "=" + std::to_string(value) + " ";
-        for (const Line& l : op.lines) lines += l.name + " ";
-        std::printf("%-11s %5s  %-38s %s- %s\n", op.name.c_str(), op.code >= 0 ? std::to_string(op.code).c_str() : "-",
-                    params.c_str(), lines.c_str(), op.about.c_str());
+        std::int32_t p[fenxi::kMaxParams] = {};
+        for (int k = 0; k < op.paramCount; ++k) {
+            const fenxi::ParamSpec& s = op.params[k];
+            p[k] = s.defaultValue;
+            params += std::string(" ") + s.name + "=" + std::to_string(s.defaultValue) + " [" + std::to_string(s.min) +
+                      ".." + std::to_string(s.max) + "]";
+        }
+        for (int k = 0; k < op.lineCount; ++k)
+            lines += std::string(k ? ", " : "") + op.lines[k].name + " (" + fenxi::ScaleName(op, k, p) + ")";
+        std::printf("\n%-10s %s%s\n  lines: %s\n  %s\n", op.name,
+                    op.code >= 0 ? ("code " + std::to_string(op.code)).c_str() : "no code", params.c_str(),
+                    lines.c_str(), op.formula);
     }
     std::printf("\nCharts (fenxi chart): 3 N-line break (N 3..100), 4 bricks (box 2000..10000 raw units),\n"
                 "5 reversal (swing 2..100 raw units, x100 for JPY codes).\n");
     return 0;
 }
 
-int Calc(const std::string& name, const std::vector<int>& given, const Input& in, bool json, bool raw, bool update) {
-    const Operation* op = FindOperation(name);
+const OperationSpec& Find(const std::string& name) {
+    const OperationSpec* op = fenxi::FindOperation(name);
     if (op == nullptr) {
         std::string names;
-        for (const Operation& o : Catalog()) names += " " + o.name;
-        std::cerr << "fenxi: unknown indicator '" << name << "'; valid:" << names << "\n";
-        return 2;
+        for (const OperationSpec& o : fenxi::Operations()) names += std::string(" ") + o.name;
+        throw CLI::ValidationError("unknown indicator '" + name + "'; valid:" + names);
     }
-    if (update && !op->update) {
-        std::cerr << "fenxi: " << op->name << " has no updater\n";
-        return 2;
-    }
+    return *op;
+}
+
+int Calc(const std::string& name, const std::vector<int>& given, const Input& in, bool json, bool raw, bool update) {
+    const OperationSpec& op = Find(name);
+    if (update && op.update == nullptr) throw CLI::ValidationError(std::string(op.name) + " has no updater");
+    Params params;
+    Resolve(op, given, params);
     BarFile f = in.Load();
     if (update && f.bars.size() < 2) throw InputError(in.path + ": --update needs at least two bars");
-    const Params params = Resolve(*op, given);
-    const Computed c = Compute(*op, f, params, update);
+    const Computed c = Compute(op, f, params, update);
     const int n = static_cast<int>(c.rows.size());
     const Property& p = c.property;
     if (raw) {
@@ -151,7 +184,7 @@ int Calc(const std::string& name, const std::vector<int>& given, const Input& in
             for (auto v : values) std::printf(" %d", static_cast<int>(v));
             std::printf("\n");
         };
-        std::printf("# %s unit %d ValueScale %d Format %s Flags %d %d %d %d %d Field360 %d\n", Signature(*op).c_str(),
+        std::printf("# %s unit %d ValueScale %d Format %s Flags %d %d %d %d %d Field360 %d\n", Signature(op, params).c_str(),
                     f.unit, p.ValueScale, p.Format, p.Flag352, p.Flag353, p.Flag354, p.Flag355, p.Flag356, p.Field360);
         array("StartPos", p.StartPos);
         array("EndPos", p.EndPos);
@@ -171,31 +204,35 @@ int Calc(const std::string& name, const std::vector<int>& given, const Input& in
     }
     if (json) {
         nlohmann::json out;
-        out["operation"] = op->name;
-        out["parameters"] = params;
+        out["operation"] = op.name;
+        out["parameters"] = std::vector<int>(params, params + op.paramCount);
         out["unit"] = f.unit;
-        out["property"] = {{"ValueScale", p.ValueScale}, {"Format", std::string(p.Format)},
-                           {"StartPos", p.StartPos},     {"EndPos", p.EndPos},
-                           {"LineStyle", p.LineStyle},   {"LineColor", p.LineColor}};
+        out["formula"] = op.formula;
         out["lines"] = nlohmann::json::array();
-        for (const Line& l : op->lines) out["lines"].push_back({{"name", l.name}, {"column", l.index}});
+        for (int k = 0; k < op.lineCount; ++k)
+            out["lines"].push_back({{"name", op.lines[k].name},
+                                    {"column", op.lines[k].column},
+                                    {"scale", fenxi::ScaleName(op, k, params)}});
         out["rows"] = nlohmann::json::array();
         for (int i = 0; i < n; ++i) {
             nlohmann::json row = {{"date", Date(f.bars[i].Date)}, {"time", Time(f.bars[i].Time)}};
-            for (const Line& l : op->lines)
-                row[l.name] = Shown(p, l.index, i) ? nlohmann::json(c.rows[i].FenXi[l.index] / p.ValueScale) : nullptr;
+            for (int k = 0; k < op.lineCount; ++k) {
+                const std::string v = LineValue(op, params, c, k, i, f.unit);
+                row[op.lines[k].name] = v.empty() || v == "nan" ? nlohmann::json(nullptr)
+                                                                : nlohmann::json(c.rows[i].FenXi[op.lines[k].column] /
+                                                                                 fenxi::TrueScale(op, k, params, f.unit));
+            }
             out["rows"].push_back(row);
         }
         std::cout << out.dump(1) << "\n";
         return 0;
     }
     std::printf("date,time");
-    for (const Line& l : op->lines) std::printf(",%s", l.name.c_str());
+    for (int k = 0; k < op.lineCount; ++k) std::printf(",%s", op.lines[k].name);
     std::printf("\n");
     for (int i = 0; i < n; ++i) {
         std::printf("%s,%s", Date(f.bars[i].Date).c_str(), Time(f.bars[i].Time).c_str());
-        for (const Line& l : op->lines)
-            std::printf(",%s", Shown(p, l.index, i) ? Value(c.rows[i].FenXi[l.index], p).c_str() : "");
+        for (int k = 0; k < op.lineCount; ++k) std::printf(",%s", LineValue(op, params, c, k, i, f.unit).c_str());
         std::printf("\n");
     }
     return 0;
@@ -296,12 +333,7 @@ int Tips(const Input& in, int bar) {
 }
 
 int Flow(const std::string& which, const Input& in) {
-    const Operation* op = FindOperation(which == "zj" ? "ZJLDXFX" : which == "sh" ? "SHLDXFX" : "");
-    if (op == nullptr) {
-        std::cerr << "fenxi: flow takes zj or sh\n";
-        return 2;
-    }
-    return Calc(op->name, {}, in, false, false, false);
+    return Calc(which == "zj" ? "ZJLDXFX" : "SHLDXFX", {}, in, false, false, false);
 }
 
 std::string SamplePath(const char* argv0) {
@@ -329,20 +361,21 @@ int Report(const Input& in) {
                 Price(last.High, f.unit).c_str(), Price(last.Low, f.unit).c_str(), Price(last.Close, f.unit).c_str(),
                 static_cast<unsigned long long>(last.Volume), last.Amount);
     std::printf("Lines at the last bar\n");
-    const std::pair<const char*, Params> standard[] = {{"MA4", {5, 10, 20, 60}}, {"MACD", {12, 26, 9}},
-                                                       {"KDJ", {9, 3, 3}},       {"RSI", {6, 12}},
-                                                       {"BOLL", {20, 2, -2}},    {"BIAS", {6, 12, 24}},
-                                                       {"OBV", {30}}};
-    for (const auto& [opName, params] : standard) {
-        const Operation& op = *FindOperation(opName);
+    const std::pair<const char*, std::vector<int>> standard[] = {{"MA4", {5, 10, 20, 60}}, {"MACD", {12, 26, 9}},
+                                                                 {"KDJ", {9, 3, 3}},       {"RSI", {6, 12}},
+                                                                 {"BOLL", {20, 2, -2}},    {"BIAS", {6, 12, 24}},
+                                                                 {"OBV", {30}}};
+    for (const auto& [opName, given] : standard) {
+        const OperationSpec& op = Find(opName);
+        Params params;
+        Resolve(op, given, params);
         const Computed c = Compute(op, f, params, false);
-        std::printf("  %-5s", op.name == "MA4" ? "MA" : op.name.c_str());
-        for (std::size_t k = 0; k < op.lines.size(); ++k) {
-            const Line& l = op.lines[k];
-            const std::string label = op.name == "MA4" ? "MA" + std::to_string(params[k]) : l.name;
-            std::printf("  %s %s", label.c_str(),
-                        Shown(c.property, l.index, n - 1) ? Value(c.rows[n - 1].FenXi[l.index], c.property).c_str()
-                                                          : "-");
+        const bool ma = std::string(op.name) == "MA4";
+        std::printf("  %-5s", ma ? "MA" : op.name);
+        for (int k = 0; k < op.lineCount; ++k) {
+            const std::string label = ma ? "MA" + std::to_string(params[k]) : op.lines[k].name;
+            const std::string v = LineValue(op, params, c, k, n - 1, f.unit);
+            std::printf("  %s %s", label.c_str(), v.empty() ? "-" : v.c_str());
         }
         std::printf("\n");
     }

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 namespace fenxi {
@@ -415,3 +416,44 @@ FENXI_CLASSIC(PC, kPC, COMMA int N, , double(N))
 FENXI_CLASSIC(MASS, kMASS, COMMA int N1 COMMA double N2 COMMA double M COMMA double, , double(N1), N2, M)
 #undef COMMA
 #undef FENXI_CLASSIC
+
+// Streams run the same row functions, one row per bar.
+namespace fenxi::steps {
+namespace {
+
+constexpr const ClassicForm* kForms[] = {&kDMI, &kADX, &kDMA, &kBRAR, &kCR,   &kASI,  &kMike, &kTRIX, &kEMV,
+                                         &kChg, &kChaikin, &kTSF, &kMASS, &kCSI, &kMAW, &kMAE, &kPC};
+
+const ClassicForm& Form(Classic which) { return *kForms[static_cast<int>(which)]; }
+
+// The generators' double parameters, converted as the class API converts them.
+void AsDoubles(const std::int32_t* p, double* d) {
+    for (int k = 0; k < kMaxParams; ++k) d[k] = p[k];
+}
+
+template <Classic which>
+void Step(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
+    double d[kMaxParams];
+    AsDoubles(p, d);
+    Form(which).row(b, PriceFactor(unit), r, n, i, d);
+}
+
+template <Classic... all>
+struct Streams {
+    static constexpr detail::StreamForm forms[] = {{detail::StreamForm::Stepped, &Step<all>, nullptr}...};
+};
+using AllStreams = Streams<Classic::DMI, Classic::ADX, Classic::DMA, Classic::BRAR, Classic::CR, Classic::ASI,
+                           Classic::Mike, Classic::TRIX, Classic::EMV, Classic::Chg, Classic::Chaikin, Classic::TSF,
+                           Classic::MASS, Classic::CSI, Classic::MAW, Classic::MAE, Classic::PC>;
+
+}  // namespace
+
+const detail::StreamForm* ClassicStream(Classic which) { return &AllStreams::forms[static_cast<int>(which)]; }
+
+std::int64_t ClassicFirstValid(Classic which, const std::int32_t* p, int line) {
+    double d[kMaxParams];
+    AsDoubles(p, d);
+    return Form(which).start(d, line);
+}
+
+}  // namespace fenxi::steps

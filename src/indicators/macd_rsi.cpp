@@ -1,6 +1,7 @@
 // MACD and RSI, built from whole-column helpers.
 #include <cmath>
 
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -90,3 +91,59 @@ void CAnalysisTechniques::UpdateRSI(UNIKDATA* bars, int unit, FENXIDATA*& rows, 
     FENXIDATA_PROPERTY scratch = ScratchProperty();
     GenerateRSI(bars, unit, rows, n, p1, p2, &scratch);
 }
+
+// Streams: one row of MACD and RSI per bar, every value formed as above.
+namespace fenxi::steps {
+namespace {
+
+// ((p-1)*prev + 2x)/(p+1), or x on the first bar.
+double EmaOf(const FENXIDATA* r, int i, int col, double x, int p) {
+    if (i == 0) return x;
+    return (Int32Term(std::int64_t{p} - 1) * r[i - 1].FenXi[col] + (x + x)) / Int32Term(std::int64_t{p} + 1);
+}
+
+// DIF = EMA(C, SHORT) - EMA(C, LONG); DEA = EMA(DIF, M); MACD = 2*(DIF - DEA).
+void MacdStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    double* v = r[i].FenXi;
+    if (i == 0) v[0] = 0.0;
+    v[1] = b[i].Close * PriceFactor(unit);
+    v[2] = EmaOf(r, i, 2, v[1], p[0]);
+    v[3] = EmaOf(r, i, 3, v[1], p[1]);
+    v[5] = v[2] - v[3];
+    v[6] = EmaOf(r, i, 6, v[5], p[2]);
+    v[7] = (v[5] - v[6]) * 2.0;
+}
+
+// RSIk = SMA(MAX(D, 0), Nk, 1) / SMA(|D|, Nk, 1) * 100 * 100, D = C - C1; the
+// four smoothings run in Reserved[0..3].
+void RsiStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    double* v = r[i].FenXi;
+    double* s = r[i].Reserved;
+    double up = 0.0, move = 0.0;
+    if (i > 0) {
+        const double d = Int32Term(std::int64_t{b[i].Close} - b[i - 1].Close) * PriceFactor(unit);
+        up = d > 0 ? d : 0.0;
+        move = std::fabs(d);
+    }
+    v[8] = up;
+    v[9] = move;
+    for (int k = 0; k < 2; ++k) {
+        const int q = p[k];
+        const double keep = Int32Term(std::int64_t{q} - 1);
+        s[2 * k] = i == 0 ? up : (keep * r[i - 1].Reserved[2 * k] + up) / q;
+        s[2 * k + 1] = i == 0 ? move : (keep * r[i - 1].Reserved[2 * k + 1] + move) / q;
+        const double ratio = s[2 * k + 1] == 0.0 ? 0.0 : s[2 * k] / s[2 * k + 1];
+        v[6 + k] = ratio * 100.0 * 100.0;
+    }
+    v[4] = s[2];
+    v[5] = s[3];
+}
+
+std::int64_t TwoBack(const std::int32_t*) { return 3; }
+
+}  // namespace
+
+const detail::StreamForm MACD{detail::StreamForm::Stepped, &MacdStep, &TwoBack};
+const detail::StreamForm RSI{detail::StreamForm::Stepped, &RsiStep, &TwoBack};
+
+}  // namespace fenxi::steps

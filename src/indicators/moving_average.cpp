@@ -1,5 +1,6 @@
 // Moving averages: MA1..MA7, MA channel, life line, SMA, EMA and updaters.
 #include "core/window.h"
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -227,3 +228,34 @@ void CAnalysisTechniques::UpdateEMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, 
     }
     rows[i].FenXi[1] = (Int32Term(std::int64_t{p} - 1) * rows[i - 1].FenXi[1] + 2 * x) / Int32Term(std::int64_t{p} + 1);
 }
+
+// Streams: one row of the weighted and exponential smoothings per bar.
+namespace fenxi::steps {
+namespace {
+
+// SMAk = ((Nk-1)*SMAk' + C) / Nk, every line seeded with the first close.
+void SmaStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    const double x = b[i].Close * PriceFactor(unit);
+    double* v = r[i].FenXi;
+    v[0] = x;
+    for (int j = 1; j <= 5; ++j)
+        v[j] = i == 0 ? x : (Int32Term(std::int64_t{p[j - 1]} - 1) * r[i - 1].FenXi[j] + x) / p[j - 1];
+}
+
+// EMA = ((N-1)*EMA' + 2C) / (N+1), seeded with the first close.
+void EmaStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    const double x = b[i].Close * PriceFactor(unit);
+    double* v = r[i].FenXi;
+    v[0] = x;
+    v[1] = i == 0 ? x
+                  : (Int32Term(std::int64_t{p[0]} - 1) * r[i - 1].FenXi[1] + (x + x)) / Int32Term(std::int64_t{p[0]} + 1);
+}
+
+std::int64_t OneBack(const std::int32_t*) { return 2; }
+
+}  // namespace
+
+const detail::StreamForm SMA{detail::StreamForm::Stepped, &SmaStep, &OneBack};
+const detail::StreamForm EMA{detail::StreamForm::Stepped, &EmaStep, &OneBack};
+
+}  // namespace fenxi::steps

@@ -2,6 +2,7 @@
 #include <vector>
 
 #include "core/window.h"
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -184,3 +185,44 @@ void CAnalysisTechniques::UpdateWR(UNIKDATA* bars, int unit, FENXIDATA*& rows, i
     if (p3 > 0) v[5] = WrNewest(bars, f, n, p3);
     for (int k = 3; k <= 5; ++k) v[k] *= 100;
 }
+
+// Streams: one row of KDJ and KD per bar. The unscaled K and D run in
+// Reserved[0..1]; the lines hold them x100 as the generators leave them.
+namespace fenxi::steps {
+namespace {
+
+// RSV = (C - LLV(L, N)) / (HHV(H, N) - LLV(L, N)) * 100; K = SMA(RSV, M1, 1);
+// D = SMA(K, M2, 1); J = 3K - 2D, all seeded with the first RSV.
+void KdjStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t* p) {
+    double* v = r[i].FenXi;
+    double* s = r[i].Reserved;
+    v[2] = rsv(b, 0, n, i, p[0]);
+    s[0] = i == 0 ? v[2] : Smooth(r[i - 1].Reserved[0], v[2], p[1]);
+    s[1] = i == 0 ? s[0] : Smooth(r[i - 1].Reserved[1], s[0], p[2]);
+    v[3] = s[0] * 100;
+    v[4] = s[1] * 100;
+    v[5] = (3 * s[0] - 2 * s[1]) * 100;
+}
+
+// K seeded from the previous RSV on bar 1, D from K on bar 2; before that
+// both stay 0.
+void KdStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t* p) {
+    double* v = r[i].FenXi;
+    double* s = r[i].Reserved;
+    v[2] = rsv(b, 0, n, i, p[0]);
+    if (i == 1) s[0] = Smooth(r[0].FenXi[2], v[2], p[1]);
+    if (i >= 2) s[0] = Smooth(r[i - 1].Reserved[0], v[2], p[1]);
+    if (i == 2) s[1] = Smooth(r[1].Reserved[0], s[0], p[2]);
+    if (i > 2) s[1] = Smooth(r[i - 1].Reserved[1], s[0], p[2]);
+    v[3] = s[0] * 100;
+    v[4] = s[1] * 100;
+}
+
+std::int64_t RsvWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 3; }
+
+}  // namespace
+
+const detail::StreamForm KDJ{detail::StreamForm::Stepped, &KdjStep, &RsvWindow};
+const detail::StreamForm KD{detail::StreamForm::Stepped, &KdStep, &RsvWindow};
+
+}  // namespace fenxi::steps

@@ -1,5 +1,6 @@
 // Volume lines: VOL1, VOL, OBV, VR, WVAD and their updaters.
 #include "core/window.h"
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -158,3 +159,32 @@ void CAnalysisTechniques::UpdateVOL1(UNIKDATA*, int, FENXIDATA*&, int) {}
 void CAnalysisTechniques::UpdateOBV(UNIKDATA*, int, FENXIDATA*&, int) {}
 void CAnalysisTechniques::UpdateVOL(UNIKDATA*, int, FENXIDATA*&, int, int, int) {}
 void CAnalysisTechniques::UpdateVR(UNIKDATA*, int, FENXIDATA*&, int, int) {}
+
+// Streams: one row of OBV per bar; the undivided running total stays in
+// Reserved[0], so each value is formed as the generator forms it.
+namespace fenxi::steps {
+namespace {
+
+// OBV = SUM(C > C1 ? V : C < C1 ? -V : 0) / 100; MAOBV = MA(OBV, N) from bar N.
+void ObvStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t* p) {
+    double& total = r[i].Reserved[0];
+    total = 0.0;
+    if (i > 0) {
+        total = r[i - 1].Reserved[0];
+        const double vol = static_cast<double>(b[i].Volume);
+        if (b[i].Close > b[i - 1].Close)
+            total = total + vol;
+        else if (b[i].Close < b[i - 1].Close)
+            total = total - vol;
+    }
+    r[i].FenXi[0] = i == 0 ? 0.0 : total / 100.0;
+    r[i].FenXi[1] = i >= p[0] ? sum(r, n, i, p[0], 0) / p[0] : 0.0;
+}
+
+std::int64_t ObvWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
+
+}  // namespace
+
+const detail::StreamForm OBV{detail::StreamForm::Stepped, &ObvStep, &ObvWindow};
+
+}  // namespace fenxi::steps

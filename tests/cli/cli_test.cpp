@@ -105,10 +105,22 @@ TEST(Cli, CsvJsonUpdateChartSignalsTipsFlowAndNewestFirstFiles) {
     Result r = Fenxi("calc ma2 5 10 -i " + kSample);
     ASSERT_EQ(r.status, 0);
     EXPECT_EQ(r.out.substr(0, r.out.find('\n')), "date,time,MA1,MA2");
-    EXPECT_NE(r.out.find("\n2004-08-23,,,\n2004-08-24,,10.34,\n"), std::string::npos);  // blank before StartPos
+    EXPECT_NE(r.out.find("\n2004-08-23,,,\n2004-08-24,,10.344,\n"), std::string::npos);  // blank before the start
+
+    // True values whatever the unit, also where the row form's scale is not the line's.
+    const std::pair<const char*, const char*> lastRows[] = {{"HHV 1 20", "2016-08-17,,43.09\n"},
+                                                            {"LLV 2 20", "2016-08-17,,37.02\n"},
+                                                            {"MTM", "2016-08-17,,0.05,-0.865\n"},
+                                                            {"SAR", "2016-08-17,,42.473012,-1\n"}};
+    for (const auto& [op, last] : lastRows) {
+        for (const char* unit : {"100", "1000", "10000"}) {
+            r = Fenxi(std::string("calc ") + op + " --unit " + unit + " -i " + kSample);
+            EXPECT_EQ(r.out.substr(r.out.rfind("2016-08-17")), last) << op << " unit " << unit;
+        }
+    }
 
     r = Fenxi("calc RSI --json -i " + kSample);
-    EXPECT_NE(r.out.find("\"ValueScale\": 100"), std::string::npos);
+    EXPECT_NE(r.out.find("\"scale\": \"percent\""), std::string::npos);
     const Result plain = Fenxi("calc MA5 -i " + kSample), updated = Fenxi("calc MA5 --update -i " + kSample);
     EXPECT_EQ(plain.out.substr(plain.out.rfind("2016-08-17")), updated.out.substr(updated.out.rfind("2016-08-17")));
 

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "bars.h"
-#include "catalog.h"
+#include "fenxi/series.h"
 #include "engine_probe.h"
 
 using namespace testbars;
@@ -23,17 +23,17 @@ TEST(Sweep, AllUnitsAndPeriods) {
     for (int unit : {100, 1000, 10000, 3}) {
         for (int q : {1, 2, 5, 26, n - 1, n, n + 7, 0, -3}) {
             // Every operation twice: all parameters q, then q, k + 1, -q in turn.
-            for (const fenxi_cli::Operation& op : fenxi_cli::Catalog()) {
+            for (const fenxi::OperationSpec& op : fenxi::Operations()) {
                 for (int shape = 0; shape < 2; ++shape) {
-                    fenxi_cli::Params params;
-                    for (std::size_t k = 0; k < op.params.size(); ++k)
-                        params.push_back(shape == 0 || k % 3 == 0 ? q : k % 3 == 1 ? int(k) + 1 : -q);
+                    std::int32_t params[fenxi::kMaxParams] = {};
+                    for (int k = 0; k < op.paramCount; ++k)
+                        params[k] = shape == 0 || k % 3 == 0 ? q : k % 3 == 1 ? k + 1 : -q;
                     CAnalysisTechniques e;
                     FENXIDATA* r = nullptr;
                     PROPERTY p{};
-                    op.generate(e, b, unit, r, n, params, &p);
+                    op.generate(e, b, unit, r, n, params, &p, 0);
                     if (op.update) op.update(e, b, unit, r, n, params);
-                    const unsigned kept = op.name == "MIKE" && q >= 1 ? 1u : 0u;  // Mike keeps the lock by design
+                    const unsigned kept = std::string(op.name) == "MIKE" && q >= 1 ? 1u : 0u;  // Mike keeps the lock
                     EXPECT_EQ(FenxiEngineProbe::Lock(e).DepthHeldByMe(), kept) << op.name << " " << unit << "/" << q;
                 }
             }

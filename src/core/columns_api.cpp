@@ -1,0 +1,214 @@
+// The columnar API: checked bars and parameters in, one contiguous array
+// per line out, in true units.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+#include "core/registry.h"
+
+namespace fenxi {
+namespace {
+
+constexpr double kInt32Max = 2147483647.0;
+
+Error Fail(Errc code, int index, std::string message) { return Error{code, index, std::move(message)}; }
+
+std::string Number(double v) {
+    char b[64];
+    std::snprintf(b, sizeof b, "%.17g", v);
+    return b;
+}
+
+const char* kPriceNames[] = {"open", "high", "low", "close"};
+
+// Decimals (0..6) the prices need: the fewest at which every price is a
+// whole number of units, up to the rounding of decimal text to binary.
+int DecimalsOf(const PriceColumns& c) {
+    const std::span<const double> all[] = {c.open, c.high, c.low, c.close};
+    double scale = 1.0;
+    for (int d = 0; d < 6; ++d, scale *= 10.0) {
+        bool whole = true;
+        for (const auto& column : all) {
+            for (double x : column) {
+                const double v = x * scale;
+                if (std::fabs(v - std::nearbyint(v)) > 1e-6 + std::fabs(v) * 1e-12) {
+                    whole = false;
+                    break;
+                }
+            }
+            if (!whole) break;
+        }
+        if (whole) return d;
+    }
+    return 6;
+}
+
+}  // namespace
+
+Error MakeBars(const PriceColumns& c, Bars& out) {
+    const std::size_t n = c.close.size();
+    const std::span<const double> prices[] = {c.open, c.high, c.low, c.close};
+    for (int k = 0; k < 4; ++k)
+        if (prices[k].size() != n)
+            return Fail(Errc::LengthMismatch, -1,
+                        std::string(kPriceNames[k]) + " has " + std::to_string(prices[k].size()) + " values, close " +
+                            std::to_string(n));
+    auto optional = [&](std::size_t size, const char* name) -> Error {
+        if (size != 0 && size != n)
+            return Fail(Errc::LengthMismatch, -1,
+                        std::string(name) + " has " + std::to_string(size) + " values, close " + std::to_string(n));
+        return {};
+    };
+    for (Error e : {optional(c.volume.size(), "volume"), optional(c.amount.size(), "amount"),
+                    optional(c.date.size(), "date"), optional(c.time.size(), "time")})
+        if (e) return e;
+    if (n > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
+        return Fail(Errc::LengthMismatch, -1, "more bars than a 32-bit count holds");
+
+    double highest = 0.0;
+    std::size_t highestAt = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        for (int k = 0; k < 4; ++k) {
+            const double x = prices[k][i];
+            const int at = static_cast<int>(i);
+            if (!std::isfinite(x))
+                return Fail(Errc::PriceNotFinite, at, "bar " + std::to_string(i) + ": " + kPriceNames[k] + " is " + Number(x));
+            if (x < 0)
+                return Fail(Errc::PriceNegative, at, "bar " + std::to_string(i) + ": " + kPriceNames[k] + " " + Number(x) + " is negative");
+            if (x > highest) highest = x, highestAt = i;
+        }
+        if (c.high[i] < c.low[i])
+            return Fail(Errc::HighBelowLow, static_cast<int>(i),
+                        "bar " + std::to_string(i) + ": high " + Number(c.high[i]) + " is below low " + Number(c.low[i]));
+        if (!c.volume.empty() && !(c.volume[i] >= 0 && c.volume[i] < 1.8446744073709552e19))
+            return Fail(Errc::VolumeInvalid, static_cast<int>(i),
+                        "bar " + std::to_string(i) + ": volume " + Number(c.volume[i]) + " is not a count");
+    }
+
+    int unit = c.unit;
+    if (unit != 0) {
+        bool power = false;
+        for (int u = 1; u <= 1000000; u *= 10) power = power || u == unit;
+        if (!power) return Fail(Errc::UnitInvalid, -1, "unit " + std::to_string(unit) + " is not a power of ten 1..10^6");
+        if (std::nearbyint(highest * unit) > kInt32Max)
+            return Fail(Errc::PriceTooLarge, static_cast<int>(highestAt),
+                        "bar " + std::to_string(highestAt) + ": price " + Number(highest) + " does not fit 32 bits at unit " +
+                            std::to_string(unit));
+    } else {
+        if (std::nearbyint(highest) > kInt32Max)
+            return Fail(Errc::PriceTooLarge, static_cast<int>(highestAt),
+                        "bar " + std::to_string(highestAt) + ": price " + Number(highest) + " does not fit 32 bits at any unit");
+        unit = 1;
+        for (int d = DecimalsOf(c); d > 0 && std::nearbyint(highest * unit * 10) <= kInt32Max; --d) unit *= 10;
+    }
+
+    out.unit = unit;
+    out.bars.assign(n, UNIKDATA{});
+    for (std::size_t i = 0; i < n; ++i) {
+        UNIKDATA& b = out.bars[i];
+        b.Open = static_cast<std::int32_t>(std::nearbyint(c.open[i] * unit));
+        b.High = static_cast<std::int32_t>(std::nearbyint(c.high[i] * unit));
+        b.Low = static_cast<std::int32_t>(std::nearbyint(c.low[i] * unit));
+        b.Close = static_cast<std::int32_t>(std::nearbyint(c.close[i] * unit));
+        if (!c.volume.empty()) b.Volume = static_cast<std::uint64_t>(std::nearbyint(c.volume[i]));
+        if (!c.amount.empty()) b.Amount = c.amount[i];
+        if (!c.date.empty()) b.Date = c.date[i];
+        if (!c.time.empty()) b.Time = c.time[i];
+    }
+    return {};
+}
+
+Error CheckBars(const Bars& bars) {
+    if (bars.unit < 1) return Fail(Errc::UnitInvalid, -1, "unit " + std::to_string(bars.unit) + " is not positive");
+    if (bars.bars.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
+        return Fail(Errc::LengthMismatch, -1, "more bars than a 32-bit count holds");
+    for (std::size_t i = 0; i < bars.bars.size(); ++i) {
+        const UNIKDATA& b = bars.bars[i];
+        const std::int32_t prices[] = {b.Open, b.High, b.Low, b.Close};
+        for (int k = 0; k < 4; ++k)
+            if (prices[k] < 0)
+                return Fail(Errc::PriceNegative, static_cast<int>(i),
+                            "bar " + std::to_string(i) + ": " + kPriceNames[k] + " " + std::to_string(prices[k]) + " is negative");
+        if (b.High < b.Low)
+            return Fail(Errc::HighBelowLow, static_cast<int>(i),
+                        "bar " + std::to_string(i) + ": high " + std::to_string(b.High) + " is below low " + std::to_string(b.Low));
+    }
+    return {};
+}
+
+Error ResolveParams(const OperationSpec& op, std::span<const int> given, std::int32_t (&out)[kMaxParams]) {
+    std::fill(std::begin(out), std::end(out), 0);
+    if (given.size() > static_cast<std::size_t>(op.paramCount))
+        return Fail(Errc::ParameterCount, -1,
+                    std::string(op.name) + " takes " + std::to_string(op.paramCount) + " parameters, " +
+                        std::to_string(given.size()) + " given");
+    for (int k = 0; k < op.paramCount; ++k) {
+        const ParamSpec& s = op.params[k];
+        const int v = k < static_cast<int>(given.size()) ? given[k] : s.defaultValue;
+        if (v < s.min || v > s.max)
+            return Fail(Errc::ParameterRange, k,
+                        std::string(op.name) + ": " + s.name + "=" + std::to_string(v) + " is outside " +
+                            std::to_string(s.min) + ".." + std::to_string(s.max));
+        out[k] = v;
+    }
+    return {};
+}
+
+const std::vector<double>* Lines::Find(std::string_view name) const {
+    for (std::size_t k = 0; k < names.size(); ++k)
+        if (names[k] == name) return &values[k];
+    return nullptr;
+}
+
+void ValidRange(const OperationSpec& op, const std::int32_t* p, int k, std::int64_t n, std::int64_t& first,
+                std::int64_t& end) {
+    first = std::clamp<std::int64_t>(op.firstValid(p, k), 0, n);
+    end = op.tailParam >= 0 ? std::max<std::int64_t>(first, n - p[op.tailParam]) : n;
+}
+
+Lines Compute(std::string_view name, std::span<const int> given, const Bars& bars) {
+    Lines out;
+    out.unit = bars.unit;
+    const OperationSpec* op = FindOperation(name);
+    if (op == nullptr) {
+        out.error = Fail(Errc::UnknownOperation, -1, "unknown operation '" + std::string(name) + "'");
+        return out;
+    }
+    std::int32_t p[kMaxParams];
+    if ((out.error = ResolveParams(*op, given, p))) return out;
+    if ((out.error = CheckBars(bars))) return out;
+
+    const int n = static_cast<int>(bars.bars.size());
+    CAnalysisTechniques engine;
+    Row* rows = nullptr;
+    RowProperty property{};
+    if (n > 0) op->generate(engine, const_cast<UNIKDATA*>(bars.bars.data()), bars.unit, rows, n, p, &property, 0);
+
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (int k = 0; k < op->lineCount; ++k) {
+        const int column = op->lines[k].column;
+        const double scale = TrueScale(*op, k, p, bars.unit);
+        std::int64_t first = 0, end = 0;
+        ValidRange(*op, p, k, n, first, end);
+        std::vector<double> v(static_cast<std::size_t>(n), nan);
+        if (rows != nullptr)
+            for (std::int64_t i = first; i < end; ++i) v[i] = rows[i].FenXi[column] / scale;
+        out.names.emplace_back(op->lines[k].name);
+        out.values.push_back(std::move(v));
+    }
+    return out;
+}
+
+Lines Compute(std::string_view name, std::span<const int> params, const PriceColumns& columns) {
+    Bars bars;
+    Error e = MakeBars(columns, bars);
+    if (e) {
+        Lines out;
+        out.error = std::move(e);
+        return out;
+    }
+    return Compute(name, params, bars);
+}
+
+}  // namespace fenxi
