@@ -4,6 +4,7 @@
 #include <ctime>
 #include <sstream>
 
+#include "core/registry.h"
 #include "flow/reshape.h"
 #include "platform/debug_output.h"
 #include "indicators/columns.h"
@@ -144,3 +145,82 @@ void CAnalysisTechniques::GenerateSHLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, 
     for (int i = 0; i < n; ++i) rows[i].FenXi[8] = ReshapeFlow((rows[i].FenXi[7] - rows[i].FenXi[9]) * -2.0);
     LeaveLock();
 }
+
+// Streams: one row of each capital-flow line per bar. The undivided running
+// volume total stays in Reserved[0]; the limit-bar state of ZJLDXFX in
+// Reserved[1] (adjusting) and Reserved[2] (upside).
+namespace fenxi::steps {
+namespace {
+
+double DirectionalTotal(const UNIKDATA* b, FENXIDATA* r, int i) {
+    double total = 0.0;
+    if (i > 0) {
+        total = r[i - 1].Reserved[0];
+        const double vol = static_cast<double>(b[i].Volume);
+        if (b[i].Close > b[i - 1].Close)
+            total = total + vol;
+        else if (b[i].Close < b[i - 1].Close)
+            total = total - vol;
+    }
+    r[i].Reserved[0] = total;
+    return i == 0 ? 0.0 : total / 100.0;
+}
+
+// LDX = MA(OBV, 2) - MA(OBV, 65), flipped and halved on the first one-price
+// limit bar that contradicts it, two thirds of its size on the move's side
+// on the later bars of the run.
+void ZjStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t*) {
+    double* v = r[i].FenXi;
+    v[0] = DirectionalTotal(b, r, i);
+    v[1] = i >= 65 ? sum(r, n, i, 65, 0) / 65.0 : 0.0;
+    bool adjusting = i > 0 && r[i - 1].Reserved[1] != 0, upside = i > 0 && r[i - 1].Reserved[2] != 0;
+    if (i >= 2) {
+        v[2] = sum(r, n, i, 2, 0) * 0.5;
+        v[3] = v[2] - v[1];
+        const UNIKDATA& bar = b[i];
+        if (!(bar.Open == bar.High && bar.High == bar.Low && bar.Low == bar.Close)) {
+            adjusting = false;
+        } else if (!adjusting) {
+            const std::int32_t prev = b[i - 1].Close;
+            const std::int32_t pct = prev > 0 ? PercentMove(bar.Close, prev) : 0;
+            if (prev > 0 && pct > 4 && v[3] < 0) {
+                adjusting = upside = true;
+                v[3] = v[3] * -0.5;
+            }
+            if (prev > 0 && pct < -4 && v[3] > 0) {
+                adjusting = true;
+                upside = false;
+                v[3] = v[3] * -0.5;
+            }
+        } else {
+            const double a = std::fabs(v[3]);
+            v[3] = upside ? (a + a) / 3.0 : (a * -2.0) / 3.0;
+        }
+    }
+    r[i].Reserved[1] = adjusting;
+    r[i].Reserved[2] = upside;
+}
+
+// Averages of 12 and 28 bars seeded with the mean of their first window,
+// their difference, its 9-bar average, and the reshaped -2 x (DIF - DEA).
+void ShStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t*) {
+    double* v = r[i].FenXi;
+    v[0] = DirectionalTotal(b, r, i);
+    v[1] = i >= 3 ? sum(r, n, i, 3, 0) / 3.0 : 0.0;
+    v[4] = v[0];
+    v[5] = i < 12 ? 0 : i == 12 ? sum(r, n, 12, 13, 4) / 13.0 : (v[0] + v[0]) / 14.0 + r[i - 1].FenXi[5] * 12.0 / 14.0;
+    v[6] = i < 28 ? 0 : i == 28 ? sum(r, n, 28, 29, 4) / 29.0 : (v[0] + v[0]) / 30.0 + r[i - 1].FenXi[6] * 28.0 / 30.0;
+    v[7] = i < 28 ? 0 : v[5] - v[6];
+    v[9] = i < 36 ? 0 : i == 36 ? sum(r, n, 36, 9, 7) / 9.0 : r[i - 1].FenXi[9] * 8.0 / 10.0 + (v[7] + v[7]) / 10.0;
+    v[8] = ReshapeFlow((v[7] - v[9]) * -2.0);
+}
+
+std::int64_t ZjWindow(const std::int32_t*) { return 70; }
+std::int64_t ShWindow(const std::int32_t*) { return 40; }
+
+}  // namespace
+
+const detail::StreamForm ZJLDXFX{detail::StreamForm::Stepped, &ZjStep, &ZjWindow};
+const detail::StreamForm SHLDXFX{detail::StreamForm::Stepped, &ShStep, &ShWindow};
+
+}  // namespace fenxi::steps

@@ -1,4 +1,5 @@
 // Exponential average with a shifted input.
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -36,3 +37,24 @@ void CAnalysisTechniques::UpdateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& rows
     FENXIDATA_PROPERTY scratch = ScratchProperty();
     GenerateEXPMA(bars, unit, rows, n, p, shift, &scratch, 5);
 }
+
+// Streams: the newest bar holds a value only without a shift, where row k
+// reads bar k: EXPMA = EXPMA' * (N-1)/(N+1) + 2C/(N+1), seeded with bar 0.
+// With a shift the newest SHIFT bars hold none and the stream gives NaN.
+namespace fenxi::steps {
+namespace {
+
+void ExpmaStep(const UNIKDATA* bars, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    const double f = PriceFactor(unit);
+    const double keep = Int32Term(std::int64_t{p[0]} - 1), div = Int32Term(std::int64_t{p[0]} + 1);
+    const double x = bars[i].Close * f;
+    r[i].FenXi[0] = i == 0 ? x : r[i - 1].FenXi[0] * keep / div + (x + x) / div;
+}
+
+std::int64_t OneBack(const std::int32_t*) { return 2; }
+
+}  // namespace
+
+const detail::StreamForm EXPMA{detail::StreamForm::Stepped, &ExpmaStep, &OneBack};
+
+}  // namespace fenxi::steps
