@@ -167,6 +167,17 @@ public:
     // Updaters recompute row n-1 of rows left by the matching generator on
     // this engine. They return at once for n < 1, null `bars` or `rows`, and
     // when `rows` is this engine's buffer but holds fewer than n rows.
+    //
+    // Equal to a recompute (the generator's newest row, bit for bit):
+    // UpdateMA1/2/3/5, UpdateEMA, UpdateMACD, UpdateRSI, UpdateBIAS,
+    // UpdateEXPMA, UpdateSAR, UpdatePSY, UpdateROC, UpdateMTM, UpdateOSC,
+    // UpdateWVAD and the updaters of the classic indicators.
+    // Not equal, as the engine has always done: UpdateSMA (raw price scale),
+    // UpdateKDJ and UpdateKD (x100 and unscaled values mixed), UpdateWR (its
+    // range starts from the close), UpdateBOLLIN (the first update),
+    // UpdateCCI (averages the closes), UpdateVOL1, UpdateVOL, UpdateOBV and
+    // UpdateVR (do nothing). fenxi::Stream (fenxi/series.h) gives the
+    // indicator's value for a forming bar.
 
     // Moving averages of the close (lines 1..k), MA channel of open, high, low
     // and close (lines 4..7), life line (65 and 130 bars of (high+close)/2),

@@ -34,7 +34,8 @@ std::int64_t StreamMemory(const OperationSpec& op, const std::int32_t* p);
 
 // The stepped forms the indicator families define.
 namespace fenxi::steps {
-extern const detail::StreamForm SMA, EMA, EXPMA, SAR, MACD, RSI, KDJ, KD, OBV, ZJLDXFX, SHLDXFX;
+extern const detail::StreamForm MA1, MA2, MA3, MA4, MA5, MA6, MA7, MACHANEL, LIFELINE, SMA, EMA, EXPMA, SAR, VOL1, VOL,
+    MACD, RSI, KDJ, KD, OBV, ZJLDXFX, SHLDXFX;
 // The classic indicators: their row functions and first valid bars.
 enum class Classic { DMI, ADX, DMA, BRAR, CR, ASI, Mike, TRIX, EMV, Chg, Chaikin, TSF, MASS, CSI, MAW, MAE, PC };
 const detail::StreamForm* ClassicStream(Classic which);

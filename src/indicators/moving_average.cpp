@@ -1,6 +1,7 @@
 // Moving averages: MA1..MA7, MA channel, life line, SMA, EMA and updaters.
 #include "core/window.h"
 #include "core/registry.h"
+#include "core/running_mean.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -257,5 +258,51 @@ std::int64_t OneBack(const std::int32_t*) { return 2; }
 
 const detail::StreamForm SMA{detail::StreamForm::Stepped, &SmaStep, &OneBack};
 const detail::StreamForm EMA{detail::StreamForm::Stepped, &EmaStep, &OneBack};
+
+}  // namespace fenxi::steps
+
+// Streams: the moving-average family one bar at a time; the running sums
+// live in columns 20 and up of the stream's private rows.
+namespace fenxi::steps {
+namespace {
+
+constexpr int kSlots = 20;
+
+template <int k>
+void MaStep(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
+    r[i].FenXi[0] = b[i].Close * PriceFactor(unit);
+    for (int j = 1; j <= k; ++j) r[i].FenXi[j] = RunningMean(r, n, i, p[j - 1], 0, kSlots + 2 * j);
+}
+
+void ChannelStep(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
+    double* v = r[i].FenXi;
+    CopyPrices(b[i], PriceFactor(unit), v[0], v[1], v[2], v[3]);
+    for (int c = 0; c < 4; ++c) v[4 + c] = RunningMean(r, n, i, p[0], c, kSlots + 2 * c);
+}
+
+void LifeStep(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t*) {
+    r[i].FenXi[0] = LifeLineMid(b[i], PriceFactor(unit));
+    for (int j = 0; j < 2; ++j) r[i].FenXi[1 + j] = RunningMean(r, n, i, kLifeLinePeriods[j], 0, kSlots + 2 * j);
+}
+
+std::int64_t Longest(const std::int32_t* p) {
+    std::int64_t most = 130;
+    for (int k = 0; k < 7; ++k) most = std::max<std::int64_t>(most, p[k]);
+    return most + 1;
+}
+
+}  // namespace
+
+#define FENXI_MA_STREAM(k) const detail::StreamForm MA##k{detail::StreamForm::Stepped, &MaStep<k>, &Longest};
+FENXI_MA_STREAM(1)
+FENXI_MA_STREAM(2)
+FENXI_MA_STREAM(3)
+FENXI_MA_STREAM(4)
+FENXI_MA_STREAM(5)
+FENXI_MA_STREAM(6)
+FENXI_MA_STREAM(7)
+#undef FENXI_MA_STREAM
+const detail::StreamForm MACHANEL{detail::StreamForm::Stepped, &ChannelStep, &Longest};
+const detail::StreamForm LIFELINE{detail::StreamForm::Stepped, &LifeStep, &Longest};
 
 }  // namespace fenxi::steps

@@ -1,6 +1,7 @@
 // Volume lines: VOL1, VOL, OBV, VR, WVAD and their updaters.
 #include "core/window.h"
 #include "core/registry.h"
+#include "core/running_mean.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -186,5 +187,28 @@ std::int64_t ObvWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
 }  // namespace
 
 const detail::StreamForm OBV{detail::StreamForm::Stepped, &ObvStep, &ObvWindow};
+
+}  // namespace fenxi::steps
+
+// Streams: volume and its averages one bar at a time (running sums in
+// columns 20-23 of the stream's private rows).
+namespace fenxi::steps {
+namespace {
+
+void VolStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t* p) {
+    r[i].FenXi[0] = static_cast<double>(b[i].Volume);
+    for (int j = 0; j < 2; ++j) r[i].FenXi[2 + j] = RunningMean(r, n, i, p[j], 0, 20 + 2 * j);
+}
+
+void Vol1Step(const UNIKDATA* b, int, FENXIDATA* r, int, int i, const std::int32_t*) {
+    r[i].FenXi[0] = static_cast<double>(b[i].Volume);
+}
+
+std::int64_t VolWindow(const std::int32_t* p) { return std::max<std::int64_t>(p[0], p[1]) + 1; }
+
+}  // namespace
+
+const detail::StreamForm VOL{detail::StreamForm::Stepped, &VolStep, &VolWindow};
+const detail::StreamForm VOL1{detail::StreamForm::Stepped, &Vol1Step, &VolWindow};
 
 }  // namespace fenxi::steps

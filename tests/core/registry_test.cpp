@@ -124,8 +124,10 @@ TEST(Registry, StreamsEqualARecompute) {
     const auto sample = testbars::Sample();
     const std::vector<UNIKDATA> head(sample.begin() + 1000, sample.begin() + 1600);
     std::mt19937 rng(20261123);
-    for (int mul : {1, 10}) {
-        const fenxi::Bars bars = AtUnit(head, mul);
+    // Unit 300 makes the converted prices fractional: the ordered sums' route.
+    for (const auto& [mul, unit] : {std::pair{1, 100}, {10, 1000}, {1, 300}}) {
+        fenxi::Bars bars = AtUnit(head, mul);
+        bars.unit = unit;
         const int n = static_cast<int>(bars.bars.size());
         for (const OperationSpec& op : fenxi::Operations()) {
             std::vector<int> params;
