@@ -172,6 +172,23 @@ inline Lines Compute(std::string_view name, std::initializer_list<int> params, c
     return Compute(name, std::span<const int>(params.begin(), params.size()), columns);
 }
 
+// One named function per operation, its parameters in the registry's order
+// with the registry's defaults for those left out:
+//   fenxi::MACD(bars, 12, 26, 9) is fenxi::Compute("MACD", {12, 26, 9}, bars).
+#define FENXI_OPERATIONS(X)                                                                                        \
+    X(MA1) X(MA2) X(MA3) X(MA4) X(MA5) X(MA6) X(MA7) X(SMA) X(EMA) X(BOLL) X(EXPMA) X(SAR) X(VOL1) X(VOL) X(MACD) \
+    X(RSI) X(KDJ) X(WR) X(BIAS) X(DMI) X(CR) X(BRAR) X(DMA) X(VR) X(TRIX) X(PSY) X(ROC) X(CCI) X(MTM) X(OSC)      \
+    X(ADX) X(OBV) X(ASI) X(KD) X(MIKE) X(CHG) X(CSI) X(MASS) X(CHAIKIN) X(MAW) X(TSF) X(MAE) X(PC) X(EMV) X(WVAD) \
+    X(MACHANEL) X(LIFELINE) X(JGCMX) X(SHCMX) X(DHCMX) X(JGCMXDELTA) X(SHCMXDELTA) X(DHCMXDELTA) X(ZJLDXFX)       \
+    X(SHLDXFX) X(LLV) X(HHV)
+#define FENXI_TYPED(name)                                                    \
+    template <class BarsOrColumns, class... Params>                          \
+    Lines name(const BarsOrColumns& bars, Params... params) {                \
+        return Compute(#name, {static_cast<int>(params)...}, bars);          \
+    }
+FENXI_OPERATIONS(FENXI_TYPED)
+#undef FENXI_TYPED
+
 // ---- streams ----
 // One operation over a growing series of bars at a fixed unit. Append and
 // ReplaceLast return the last bar's values (true units, NaN before the first

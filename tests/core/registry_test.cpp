@@ -101,6 +101,18 @@ TEST(Registry, FirstValidBarIsTheRowFormsStart) {
     }
 }
 
+TEST(Registry, OneNamedFunctionPerOperation) {
+#define NAME(op) #op,
+    const std::vector<std::string> typed = {FENXI_OPERATIONS(NAME)};
+#undef NAME
+    ASSERT_EQ(typed.size(), fenxi::Operations().size());
+    for (std::size_t k = 0; k < typed.size(); ++k) EXPECT_EQ(typed[k], fenxi::Operations()[k].name);
+    const auto sample = testbars::Sample();
+    const fenxi::Bars bars{std::vector<UNIKDATA>(sample.begin(), sample.begin() + 300), 100};
+    EXPECT_EQ(fenxi::MACD(bars, 12, 26, 9).values, fenxi::Compute("MACD", {}, bars).values);
+    EXPECT_EQ(fenxi::KDJ(bars, 0).error.code, fenxi::Errc::ParameterRange);
+}
+
 TEST(Registry, EveryDispatcherCodeAndNameFindsItsEntry) {
     for (const OperationSpec& op : fenxi::Operations()) {
         EXPECT_EQ(fenxi::FindOperation(op.name), &op);
