@@ -18,18 +18,15 @@ for name, t in median.items():
         _, k, n = name.split("/")
         floors[(int(k), int(n))] = t / int(n)
 
-# Columns each operation draws as lines, from the tool's catalog (`fenxi list`,
-# the words before " - "), for the floor ratio.
+# Columns each operation draws as lines, from the registry (`fenxi list
+# --json`), for the floor ratio.
+import json
 import os
 import subprocess
 
 tool = sys.argv[2] if len(sys.argv) > 2 else os.path.join("build", "release", "cli", "fenxi")
-lines = {}
-for row in subprocess.run([tool, "list"], capture_output=True, text=True).stdout.splitlines()[1:]:
-    if " - " in row:
-        words = row.split(" - ")[0].split()
-        names = [w for w in words[1:] if "=" not in w and not w.isdigit()]
-        lines[words[0]] = len(names)
+registry = json.loads(subprocess.run([tool, "list", "--json"], capture_output=True, text=True).stdout)
+lines = {op["name"]: len(op["lines"]) for op in registry}
 
 windows = {}
 

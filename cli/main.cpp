@@ -136,6 +136,31 @@ std::string Signature(const OperationSpec& op, const Params& p) {
     return s;
 }
 
+int ListJson() {
+    nlohmann::json out = nlohmann::json::array();
+    for (const OperationSpec& op : fenxi::Operations()) {
+        std::int32_t p[fenxi::kMaxParams] = {};
+        nlohmann::json params = nlohmann::json::array(), lines = nlohmann::json::array();
+        for (int k = 0; k < op.paramCount; ++k) {
+            const fenxi::ParamSpec& s = op.params[k];
+            p[k] = s.defaultValue;
+            params.push_back({{"name", s.name}, {"default", s.defaultValue}, {"min", s.min}, {"max", s.max}});
+        }
+        for (int k = 0; k < op.lineCount; ++k)
+            lines.push_back({{"name", op.lines[k].name}, {"column", op.lines[k].column},
+                             {"measure", fenxi::ScaleName(op, k, p)}});
+        out.push_back({{"name", op.name},
+                       {"code", op.code >= 0 ? nlohmann::json(op.code) : nlohmann::json(nullptr)},
+                       {"parameters", params},
+                       {"lines", lines},
+                       {"formula", op.formula},
+                       {"updater", op.update != nullptr},
+                       {"updaterRecomputes", op.updateRecomputes}});
+    }
+    std::cout << out.dump(1) << "\n";
+    return 0;
+}
+
 int List() {
     std::printf("Every operation: name, indicator code, parameters (default, range), lines (true scale), formula.\n");
     for (const OperationSpec& op : fenxi::Operations()) {
@@ -408,7 +433,9 @@ int main(int argc, char** argv) {
     report.path = SamplePath(argv[0]);
     AddInput(&app, report, false);
 
-    auto* list = app.add_subcommand("list", "every operation: name, dispatcher code, parameters, lines");
+    bool listJson = false;
+    auto* list = app.add_subcommand("list", "every operation: name, code, parameters, lines with their scales, formula");
+    list->add_flag("--json", listJson, "the registry as JSON");
 
     Input calcIn;
     std::string name;
@@ -454,7 +481,7 @@ int main(int argc, char** argv) {
 
     CLI11_PARSE(app, argc, argv);
     try {
-        if (*list) return List();
+        if (*list) return listJson ? ListJson() : List();
         if (*calc) return Calc(name, params, calcIn, json, raw, update);
         if (*chart) return Chart(type, param, chartIn);
         if (*signals) return Signals(sigIn, flags);
