@@ -38,8 +38,9 @@ using RowProperty = CAnalysisTechniques::FENXIDATA_PROPERTY;
 // codes of the signal systems carry them.
 constexpr int kMaxParams = 10;
 constexpr int kMaxLines = 7;
-// Periods are bounded so that no request can claim unbounded memory or time.
-constexpr int kMaxPeriod = 100000;
+// Periods are bounded so that no request can claim unbounded memory or time:
+// a stream keeps at most a few hundred thousand rows of history.
+constexpr int kMaxPeriod = 10000;
 
 struct ParamSpec {
     const char* name;

@@ -12,11 +12,12 @@ namespace fenxi::detail {
 // not keep goes into rows[i].Reserved. n is the number of bars held.
 using StepFn = void (*)(const UNIKDATA* bars, int unit, Row* rows, int n, int i, const std::int32_t* p);
 
+// How a stream computes each new row over its trailing history of bars and
+// rows.
 struct StreamForm {
     enum Kind {
-        Stepped,   // one step per bar over a trailing history of bars and rows
-        Windowed,  // the row generator rerun over the trailing window
-        Whole,     // the row generator rerun over every bar held
+        Stepped,  // `step`
+        Updated,  // the class API's updater, which equals its generator
     } kind;
     StepFn step;
     // Bars of history that one value reads; null for the default bound
@@ -24,8 +25,7 @@ struct StreamForm {
     std::int64_t (*memory)(const std::int32_t* p);
 };
 
-constexpr StreamForm kWindowed{StreamForm::Windowed, nullptr, nullptr};
-constexpr StreamForm kWhole{StreamForm::Whole, nullptr, nullptr};
+constexpr StreamForm kUpdated{StreamForm::Updated, nullptr, nullptr};
 
 // Bars of history a stream keeps for the operation with these parameters.
 std::int64_t StreamMemory(const OperationSpec& op, const std::int32_t* p);
@@ -35,7 +35,8 @@ std::int64_t StreamMemory(const OperationSpec& op, const std::int32_t* p);
 // The stepped forms the indicator families define.
 namespace fenxi::steps {
 extern const detail::StreamForm MA1, MA2, MA3, MA4, MA5, MA6, MA7, MACHANEL, LIFELINE, SMA, EMA, EXPMA, SAR, VOL1, VOL,
-    MACD, RSI, KDJ, KD, OBV, ZJLDXFX, SHLDXFX;
+    MACD, RSI, KDJ, KD, WR, BOLL, BIAS, HHV, LLV, CCI, VR, OBV, ZJLDXFX, SHLDXFX, JGCMX, JGCMXDELTA, DHCMX, DHCMXDELTA,
+    SHCMX, SHCMXDELTA;
 // The classic indicators: their row functions and first valid bars.
 enum class Classic { DMI, ADX, DMA, BRAR, CR, ASI, Mike, TRIX, EMV, Chg, Chaikin, TSF, MASS, CSI, MAW, MAE, PC };
 const detail::StreamForm* ClassicStream(Classic which);

@@ -1,13 +1,11 @@
 // Streams: an operation kept running over a growing series.
 //
-// A stepped operation computes one row per bar from the bars and rows
-// before it; a windowed one reruns its row generator over the trailing
-// window that its values read. Either way the stream holds only that
-// history: when its buffers fill, the newest `keep` bars (and rows) move
-// to the front, so after the first fill nothing is allocated again. The
-// few operations whose values read every earlier bar without a running
-// state (the chip and capital-flow lines, SAR, the shifted average) rerun
-// over all bars held.
+// Each operation computes one row per bar from the bars and rows before it,
+// with its running state in the rows, either by its own step or by its
+// class-API updater where that equals the generator. The stream holds only
+// the history the operation reads: when its buffers fill, the newest `keep`
+// bars and rows move to the front, so after construction nothing is
+// allocated.
 #include <algorithm>
 #include <cstring>
 #include <limits>
@@ -25,48 +23,38 @@ struct Stream::State {
     std::size_t held = 0;    // bars in the buffers
     std::size_t keep = 0;    // bars kept when the buffers slide
     std::vector<UNIKDATA> bars;
-    std::vector<Row> rows;  // stepped operations
+    std::vector<Row> rows;
     CAnalysisTechniques engine;
     std::vector<double> out;
     double scale[kMaxLines] = {};
-    std::int64_t first[kMaxLines] = {};
 
     detail::StreamForm::Kind Kind() const { return op->stream->kind; }
 
     void Push(const UNIKDATA& bar) {
-        if (Kind() != detail::StreamForm::Whole && held == bars.size()) {
+        if (held == bars.size()) {
             std::copy(bars.end() - static_cast<std::ptrdiff_t>(keep), bars.end(), bars.begin());
-            if (!rows.empty()) std::copy(rows.end() - static_cast<std::ptrdiff_t>(keep), rows.end(), rows.begin());
+            std::copy(rows.end() - static_cast<std::ptrdiff_t>(keep), rows.end(), rows.begin());
             held = keep;
         }
-        if (held == bars.size()) bars.push_back(bar);  // the whole-series kind grows
         bars[held++] = bar;
         ++count;
     }
 
     std::span<const double> Last() {
         const double nan = std::numeric_limits<double>::quiet_NaN();
-        const Row* row = nullptr;
+        Row& row = rows[held - 1];
+        std::memset(&row, 0, sizeof row);
         if (Kind() == detail::StreamForm::Stepped) {
-            Row& r = rows[held - 1];
-            std::memset(&r, 0, sizeof r);
             op->stream->step(bars.data(), unit, rows.data(), static_cast<int>(held), static_cast<int>(held - 1), p);
-            row = &r;
         } else {
-            const std::size_t window = Kind() == detail::StreamForm::Whole ? held : std::min(held, keep);
-            UNIKDATA* base = bars.data() + (held - window);
-            Row* r = nullptr;
-            RowProperty property{};
-            const int n = static_cast<int>(window);
-            engine.GenerateBuffer(base, unit, r, n);  // the generators leave some cells as the buffer held
-            op->generate(engine, base, unit, r, n, p, &property, 0);
-            if (r != nullptr) row = &r[n - 1];
+            Row* base = rows.data();  // not this engine's buffer: the updater trusts it
+            op->update(engine, bars.data(), unit, base, static_cast<int>(held), p);
         }
         for (int k = 0; k < op->lineCount; ++k) {
             std::int64_t firstBar = 0, end = 0;
             ValidRange(*op, p, k, count, firstBar, end);
-            const bool valid = row != nullptr && count - 1 >= firstBar && count - 1 < end;
-            out[k] = valid ? row->FenXi[op->lines[k].column] / scale[k] : nan;
+            const bool valid = count - 1 >= firstBar && count - 1 < end;
+            out[k] = valid ? row.FenXi[op->lines[k].column] / scale[k] : nan;
         }
         return out;
     }
@@ -88,10 +76,8 @@ Stream::Stream(std::string_view name, std::span<const int> params, int unit) : s
     s.unit = unit;
     for (int k = 0; k < s.op->lineCount; ++k) s.scale[k] = TrueScale(*s.op, k, s.p, unit);
     s.keep = static_cast<std::size_t>(std::max<std::int64_t>(detail::StreamMemory(*s.op, s.p), 1) + 1);
-    if (s.Kind() != detail::StreamForm::Whole) {
-        s.bars.resize(2 * s.keep + 16);
-        if (s.Kind() == detail::StreamForm::Stepped) s.rows.resize(s.bars.size());
-    }
+    s.bars.resize(2 * s.keep + 16);
+    s.rows.resize(s.bars.size());
 }
 
 Stream::~Stream() = default;

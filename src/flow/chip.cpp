@@ -2,6 +2,7 @@
 #include <cmath>
 #include <vector>
 
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -51,25 +52,30 @@ void SetChipProperty(FENXIDATA_PROPERTY* p, int kind, int n, int N) {
 }
 
 // True range variant (close minus low, then the gaps) and the independent
-// up and down moves, differences formed in 32-bit integers.
+// up and down moves of bar b after bar `prev`, differences formed in 32-bit
+// integers.
+void DirectionalRow(const UNIKDATA& b, const UNIKDATA& prev, double k, double* v) {
+    const std::int64_t prevClose = prev.Close;
+    double a = Int32Term(b.Close - std::int64_t{b.Low}) * k;
+    const double gapHigh = std::fabs(Int32Term(b.High - prevClose)) * k;
+    if (gapHigh > a) a = gapHigh;
+    const double gapLow = std::fabs(Int32Term(b.Low - prevClose)) * k;
+    if (gapLow > a) a = gapLow;
+    v[0] = a;
+    const double up = Int32Term(std::int64_t{b.High} - prev.High) * k;
+    const double down = Int32Term(std::int64_t{prev.Low} - b.Low) * k;
+    v[1] = up > 0 ? up : 0;
+    v[2] = down > 0 ? down : 0;
+}
+
+void DirectionalFirst(const UNIKDATA& b, double k, double* v) {
+    v[0] = Int32Term(std::int64_t{b.High} - b.Low) * k;
+    v[1] = v[2] = 0;
+}
+
 void DirectionalStage(const UNIKDATA* bars, double k, FENXIDATA* rows, int n) {
-    rows[0].FenXi[0] = Int32Term(std::int64_t{bars[0].High} - bars[0].Low) * k;
-    rows[0].FenXi[1] = rows[0].FenXi[2] = 0;
-    for (int i = 1; i < n; ++i) {
-        const UNIKDATA& b = bars[i];
-        const std::int64_t prevClose = bars[i - 1].Close;
-        double a = Int32Term(b.Close - std::int64_t{b.Low}) * k;
-        const double gapHigh = std::fabs(Int32Term(b.High - prevClose)) * k;
-        if (gapHigh > a) a = gapHigh;
-        const double gapLow = std::fabs(Int32Term(b.Low - prevClose)) * k;
-        if (gapLow > a) a = gapLow;
-        double* v = rows[i].FenXi;
-        v[0] = a;
-        const double up = Int32Term(std::int64_t{b.High} - bars[i - 1].High) * k;
-        const double down = Int32Term(std::int64_t{bars[i - 1].Low} - b.Low) * k;
-        v[1] = up > 0 ? up : 0;
-        v[2] = down > 0 ? down : 0;
-    }
+    DirectionalFirst(bars[0], k, rows[0].FenXi);
+    for (int i = 1; i < n; ++i) DirectionalRow(bars[i], bars[i - 1], k, rows[i].FenXi);
 }
 
 void WindowStage(FENXIDATA* rows, int n, int N) {
@@ -173,3 +179,66 @@ void CAnalysisTechniques::GenerateSHCMXDelta(UNIKDATA* b, int u, FENXIDATA*& o, 
                                              FENXIDATA_PROPERTY* p) {
     GenerateChip(b, u, o, n, N, p, kSHDelta);
 }
+
+// Streams: one row per bar through the three stages. The window stage's
+// percentages stay in columns 21 (from 6) and 22 (from 8) of the stream's
+// private rows, where the smoothing of later bars reads them, and the
+// smoothed value t in column 20.
+namespace fenxi::steps {
+namespace {
+
+template <int kind>
+void ChipStep(const UNIKDATA* bars, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
+    const int N = p[0];
+    double* v = r[i].FenXi;
+    const double k = PriceFactor(unit);
+    if (i == 0)
+        DirectionalFirst(bars[0], k, v);
+    else
+        DirectionalRow(bars[i], bars[i - 1], k, v);
+    if (i < N) {
+        v[3] = v[4] = v[5] = v[6] = v[8] = 0;
+    } else {
+        for (int c = 0; c < 3; ++c) v[3 + c] = sum(r, n, i, N, c);
+        v[6] = v[3] == 0.0 ? 0 : v[4] / v[3] * 100.0;
+        v[8] = v[3] == 0.0 ? 0 : v[5] / v[3] * 100.0;
+    }
+    v[21] = v[6];
+    v[22] = v[8];
+    const bool idle = bars[i].Volume == 0;
+    auto stage = [&](int j, int c) { return r[j].FenXi[c == 6 ? 21 : 22]; };
+    if (kind == kDH) {
+        v[6] = idle ? 0 : (v[22] * 0.5 + v[21] * 0.5) * 0.5;
+        if (i >= 1) v[7] = idle ? 0 : (v[6] - r[i - 1].FenXi[6]) * 1.5;
+        return;
+    }
+    const int first = kind == kDHDelta ? 1 : 2;
+    if (i < first) return;
+    double t = 0;
+    switch (kind) {
+        case kJG: case kJGDelta: t = (stage(i - 2, 6) + stage(i - 1, 6) + stage(i, 6) + 9.0) / 3.0; break;
+        case kSHDelta: t = (stage(i - 2, 8) + stage(i - 1, 8) + stage(i, 8) + 9.0) / 3.0; break;
+        case kSH: t = (stage(i - 1, 8) + stage(i, 8) + 4.0) * 0.5; break;
+        default: t = (v[22] * 0.5 + v[21] * 0.5) * 0.5; break;
+    }
+    v[20] = t;
+    const double factor = (kind == kDHDelta || kind == kSHDelta) ? 3.0 : 1.5;
+    const double before = i == first ? 0.0 : r[i - 1].FenXi[20];
+    v[7] = idle ? 0 : (t - before) * factor;
+    if (kind == kJG) v[6] = idle ? 0 : t;
+    if (kind == kJGDelta) v[6] = t;
+    if (kind == kSH) v[8] = idle ? 0 : t;
+}
+
+std::int64_t ChipWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 4; }
+
+}  // namespace
+
+const detail::StreamForm JGCMX{detail::StreamForm::Stepped, &ChipStep<kJG>, &ChipWindow};
+const detail::StreamForm JGCMXDELTA{detail::StreamForm::Stepped, &ChipStep<kJGDelta>, &ChipWindow};
+const detail::StreamForm DHCMX{detail::StreamForm::Stepped, &ChipStep<kDH>, &ChipWindow};
+const detail::StreamForm DHCMXDELTA{detail::StreamForm::Stepped, &ChipStep<kDHDelta>, &ChipWindow};
+const detail::StreamForm SHCMX{detail::StreamForm::Stepped, &ChipStep<kSH>, &ChipWindow};
+const detail::StreamForm SHCMXDELTA{detail::StreamForm::Stepped, &ChipStep<kSHDelta>, &ChipWindow};
+
+}  // namespace fenxi::steps

@@ -1,5 +1,6 @@
 // BIAS lines and highest/lowest of a price field.
 #include "core/window.h"
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -86,3 +87,43 @@ void CAnalysisTechniques::GenerateLLV(UNIKDATA* bars, int unit, FENXIDATA*& out,
                                       int period, FENXIDATA_PROPERTY* property) {
     GenerateExtreme(bars, unit, out, count, field, period, property, false);
 }
+
+// Streams: BIAS from running int64 sums of the closes (columns 20-22 of the
+// stream's private rows), as BiasValues forms it; the extremes by a walk
+// over the window, exact for integers in any order.
+namespace fenxi::steps {
+namespace {
+
+void BiasStep(const UNIKDATA* b, int, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    for (int k = 0; k < 3; ++k) {
+        std::int64_t total = 0;
+        if (i > 0) std::memcpy(&total, &r[i - 1].FenXi[20 + k], sizeof total);
+        total += b[i].Close;
+        if (i >= p[k]) total -= b[i - p[k]].Close;
+        std::memcpy(&r[i].FenXi[20 + k], &total, sizeof total);
+        const double avg = static_cast<double>(total) / p[k];
+        r[i].FenXi[k] = (b[i].Close - avg) / avg * 100.0 * 100.0;
+    }
+}
+
+template <bool highest>
+void ExtremeStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    static constexpr std::int32_t UNIKDATA::*kFields[] = {&UNIKDATA::Open, &UNIKDATA::High, &UNIKDATA::Low,
+                                                           &UNIKDATA::Close};
+    const auto member = kFields[p[0]];
+    std::int32_t v = b[i].*member;
+    for (int j = i - 1; j >= 0 && j > i - p[1]; --j)
+        if (highest ? b[j].*member > v : b[j].*member < v) v = b[j].*member;
+    r[i].FenXi[0] = highest || p[0] != CAnalysisTechniques::KI_LOW ? v * PriceFactor(unit) : static_cast<double>(v);
+}
+
+std::int64_t BiasWindow(const std::int32_t* p) { return std::max({p[0], p[1], p[2]}) + std::int64_t{1}; }
+std::int64_t ExtremeWindow(const std::int32_t* p) { return std::int64_t{p[1]} + 1; }
+
+}  // namespace
+
+const detail::StreamForm BIAS{detail::StreamForm::Stepped, &BiasStep, &BiasWindow};
+const detail::StreamForm HHV{detail::StreamForm::Stepped, &ExtremeStep<true>, &ExtremeWindow};
+const detail::StreamForm LLV{detail::StreamForm::Stepped, &ExtremeStep<false>, &ExtremeWindow};
+
+}  // namespace fenxi::steps

@@ -1,6 +1,7 @@
 // Bollinger bands.
 #include <cmath>
 
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -95,3 +96,22 @@ void CAnalysisTechniques::UpdateBOLLIN(UNIKDATA* bars, int unit, FENXIDATA*& row
     else
         Bands(row, rows[n - 2].FenXi[4], kUpper, kLower);
 }
+
+// Streams: one row of the bands per bar, the window's average kept in
+// column 20 of the stream's private rows for the next bar's middle line.
+namespace fenxi::steps {
+namespace {
+
+void BollStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    FENXIDATA& row = r[i];
+    if (i >= p[0] - 1) MeanAndDeviation(b, PriceFactor(unit), i, p[0], row.FenXi[20], row.FenXi[5]);
+    if (i >= p[0]) Bands(row, r[i - 1].FenXi[20], p[1], p[2]);
+}
+
+std::int64_t BollWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
+
+}  // namespace
+
+const detail::StreamForm BOLL{detail::StreamForm::Stepped, &BollStep, &BollWindow};
+
+}  // namespace fenxi::steps

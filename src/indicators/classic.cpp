@@ -438,9 +438,18 @@ void Step(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::in
     Form(which).row(b, PriceFactor(unit), r, n, i, d);
 }
 
+// Twice the windows a row reads back, plus room for the fixed ones: only the
+// leading parameters are windows (CSI's V and M are not).
+template <Classic which>
+std::int64_t Memory(const std::int32_t* p) {
+    std::int64_t total = 0;
+    for (int k = 0; k < Form(which).periods; ++k) total += p[k];
+    return 2 * total + 140;
+}
+
 template <Classic... all>
 struct Streams {
-    static constexpr detail::StreamForm forms[] = {{detail::StreamForm::Stepped, &Step<all>, nullptr}...};
+    static constexpr detail::StreamForm forms[] = {{detail::StreamForm::Stepped, &Step<all>, &Memory<all>}...};
 };
 using AllStreams = Streams<Classic::DMI, Classic::ADX, Classic::DMA, Classic::BRAR, Classic::CR, Classic::ASI,
                            Classic::Mike, Classic::TRIX, Classic::EMV, Classic::Chg, Classic::Chaikin, Classic::TSF,

@@ -1,6 +1,7 @@
 // Momentum lines: PSY, ROC, MTM, OSC and CCI with their updaters.
 #include <cmath>
 
+#include "core/registry.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -215,3 +216,31 @@ void CAnalysisTechniques::UpdateCCI(UNIKDATA* bars, int unit, FENXIDATA*& out, i
     v[4] = spread / period;
     v[5] = Cci(out, i, i <= period - 1);
 }
+
+// Streams: CCI one row per bar, the window's mean and mean deviation summed
+// oldest first as the generator's lanes sum them.
+namespace fenxi::steps {
+namespace {
+
+void CciStep(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
+    const int period = p[0];
+    double* v = r[i].FenXi;
+    v[2] = TypicalPrice(b[i], PriceFactor(unit));
+    if (i < period - 1) {
+        v[3] = v[4] = v[5] = 0;
+        return;
+    }
+    v[3] = sum(r, n, i, period, 2) / period;
+    double spread = 0.0;
+    for (int j = i - period + 1; j <= i; ++j) spread += std::fabs(v[3] - r[j].FenXi[2]);
+    v[4] = spread / period;
+    v[5] = Cci(r, i, i == period - 1);
+}
+
+std::int64_t CciWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
+
+}  // namespace
+
+const detail::StreamForm CCI{detail::StreamForm::Stepped, &CciStep, &CciWindow};
+
+}  // namespace fenxi::steps

@@ -226,3 +226,33 @@ const detail::StreamForm KDJ{detail::StreamForm::Stepped, &KdjStep, &RsvWindow};
 const detail::StreamForm KD{detail::StreamForm::Stepped, &KdStep, &RsvWindow};
 
 }  // namespace fenxi::steps
+
+namespace fenxi::steps {
+namespace {
+
+// WRk = (HHV(H, Nk) - C) * 100 / (HHV(H, Nk) - LLV(L, Nk)) * 100, the window
+// extremes started from the smallest normal and the largest double.
+void WrStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    const double f = PriceFactor(unit);
+    double* v = r[i].FenXi;
+    v[8] = b[i].High * f;
+    v[9] = b[i].Low * f;
+    v[10] = b[i].Close * f;
+    for (int k = 0; k < 3; ++k) {
+        if (k == 2 && p[2] <= 0) break;
+        double h = 2.2250738585072014e-308, l = 1.7976931348623157e308;
+        for (std::int64_t j = std::max<std::int64_t>(0, std::int64_t{i} - p[k] + 1); j <= i; ++j) {
+            if (r[j].FenXi[8] > h) h = r[j].FenXi[8];
+            if (r[j].FenXi[9] < l) l = r[j].FenXi[9];
+        }
+        v[3 + k] = (h == l ? 0.0 : (h - v[10]) * 100.0 / (h - l)) * 100;
+    }
+}
+
+std::int64_t WrWindow(const std::int32_t* p) { return std::max({p[0], p[1], p[2]}) + std::int64_t{1}; }
+
+}  // namespace
+
+const detail::StreamForm WR{detail::StreamForm::Stepped, &WrStep, &WrWindow};
+
+}  // namespace fenxi::steps

@@ -212,3 +212,36 @@ const detail::StreamForm VOL{detail::StreamForm::Stepped, &VolStep, &VolWindow};
 const detail::StreamForm VOL1{detail::StreamForm::Stepped, &Vol1Step, &VolWindow};
 
 }  // namespace fenxi::steps
+
+namespace fenxi::steps {
+namespace {
+
+// VR over the N bars before bar i: (up + level) / (down + level) * 100 of
+// close x volume, the bars summed newest first.
+void VrStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
+    const int period = p[0];
+    if (i < period) {
+        r[i].FenXi[0] = 0.0;
+        return;
+    }
+    const double f = PriceFactor(unit);
+    double up = 0.0, down = 0.0, flat = 0.0;
+    for (int j = i - 1; j >= i - period; --j) {
+        const double money = f * b[j].Close * static_cast<double>(b[j].Volume);
+        if (b[j].Close > b[j].Open)
+            up += money;
+        else if (b[j].Close < b[j].Open)
+            down += money;
+        else
+            flat += money;
+    }
+    r[i].FenXi[0] = down + flat == 0.0 ? 0.0 : (up + flat) / (down + flat) * 100.0;
+}
+
+std::int64_t VrWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
+
+}  // namespace
+
+const detail::StreamForm VR{detail::StreamForm::Stepped, &VrStep, &VrWindow};
+
+}  // namespace fenxi::steps
