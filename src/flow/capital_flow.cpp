@@ -19,6 +19,37 @@ std::int32_t PercentMove(std::int32_t close, std::int32_t prev) {
     return static_cast<std::int32_t>(std::int64_t{diff} * 100) / prev;
 }
 
+// The one-price limit bars of LDX (v3 of bar i >= 2): the first such bar
+// that the line contradicts flips and halves it; the later bars of the run
+// take two thirds of its size on the move's side. `draw` marks the draws
+// the engine takes from rand() on a flip.
+template <class Draw>
+void LimitBars(const UNIKDATA* bars, int i, double& v3, bool& adjusting, bool& upside, Draw draw) {
+    const UNIKDATA& b = bars[i];
+    if (!(b.Open == b.High && b.High == b.Low && b.Low == b.Close)) {
+        adjusting = false;
+        return;
+    }
+    if (!adjusting) {
+        const std::int32_t prev = bars[i - 1].Close;
+        const std::int32_t pct = prev > 0 ? PercentMove(b.Close, prev) : 0;
+        if (prev > 0 && pct > 4 && v3 < 0) {
+            draw();
+            adjusting = upside = true;
+            v3 = v3 * -0.5;
+        }
+        if (prev > 0 && pct < -4 && v3 > 0) {
+            draw();
+            adjusting = true;
+            upside = false;
+            v3 = v3 * -0.5;
+        }
+    } else {
+        const double a = std::fabs(v3);
+        v3 = upside ? (a + a) / 3.0 : (a * -2.0) / 3.0;
+    }
+}
+
 }  // namespace
 
 void CAnalysisTechniques::GenerateZJLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, int n,
@@ -77,31 +108,7 @@ void CAnalysisTechniques::GenerateZJLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, 
         v[2] = sum(rows, n, i, 2, 0) * 0.5;
         v[3] = v[2] - v[1];
         trace("pFenXiData[", i, "].FenXi[LDX_OBV_DIF] = ", v[3]);
-        const UNIKDATA& b = bars[i];
-        if (!(b.Open == b.High && b.High == b.Low && b.Low == b.Close)) {
-            adjusting = false;
-            continue;
-        }
-        if (!adjusting) {
-            // A one-price limit bar that the line contradicts: flip and halve.
-            const std::int32_t prev = bars[i - 1].Close;
-            const std::int32_t pct = prev > 0 ? PercentMove(b.Close, prev) : 0;
-            if (prev > 0 && pct > 4 && v[3] < 0) {
-                (void)std::rand();
-                adjusting = upside = true;
-                v[3] = v[3] * -0.5;
-            }
-            if (prev > 0 && pct < -4 && v[3] > 0) {
-                (void)std::rand();
-                adjusting = true;
-                upside = false;
-                v[3] = v[3] * -0.5;
-            }
-        } else {
-            // Later bars of the run: two thirds of the size, on the move's side.
-            const double a = std::fabs(v[3]);
-            v[3] = upside ? (a + a) / 3.0 : (a * -2.0) / 3.0;
-        }
+        LimitBars(bars, i, v[3], adjusting, upside, [] { (void)std::rand(); });
     }
     LeaveLock();
 }
@@ -152,50 +159,18 @@ void CAnalysisTechniques::GenerateSHLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, 
 namespace fenxi::steps {
 namespace {
 
-double DirectionalTotal(const UNIKDATA* b, FENXIDATA* r, int i) {
-    double total = 0.0;
-    if (i > 0) {
-        total = r[i - 1].Reserved[0];
-        const double vol = static_cast<double>(b[i].Volume);
-        if (b[i].Close > b[i - 1].Close)
-            total = total + vol;
-        else if (b[i].Close < b[i - 1].Close)
-            total = total - vol;
-    }
-    r[i].Reserved[0] = total;
-    return i == 0 ? 0.0 : total / 100.0;
-}
-
 // LDX = MA(OBV, 2) - MA(OBV, 65), flipped and halved on the first one-price
 // limit bar that contradicts it, two thirds of its size on the move's side
 // on the later bars of the run.
 void ZjStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t*) {
     double* v = r[i].FenXi;
-    v[0] = DirectionalTotal(b, r, i);
+    v[0] = DirectionalVolumeStep(b, r, i);
     v[1] = i >= 65 ? sum(r, n, i, 65, 0) / 65.0 : 0.0;
     bool adjusting = i > 0 && r[i - 1].Reserved[1] != 0, upside = i > 0 && r[i - 1].Reserved[2] != 0;
     if (i >= 2) {
         v[2] = sum(r, n, i, 2, 0) * 0.5;
         v[3] = v[2] - v[1];
-        const UNIKDATA& bar = b[i];
-        if (!(bar.Open == bar.High && bar.High == bar.Low && bar.Low == bar.Close)) {
-            adjusting = false;
-        } else if (!adjusting) {
-            const std::int32_t prev = b[i - 1].Close;
-            const std::int32_t pct = prev > 0 ? PercentMove(bar.Close, prev) : 0;
-            if (prev > 0 && pct > 4 && v[3] < 0) {
-                adjusting = upside = true;
-                v[3] = v[3] * -0.5;
-            }
-            if (prev > 0 && pct < -4 && v[3] > 0) {
-                adjusting = true;
-                upside = false;
-                v[3] = v[3] * -0.5;
-            }
-        } else {
-            const double a = std::fabs(v[3]);
-            v[3] = upside ? (a + a) / 3.0 : (a * -2.0) / 3.0;
-        }
+        LimitBars(b, i, v[3], adjusting, upside, [] {});
     }
     r[i].Reserved[1] = adjusting;
     r[i].Reserved[2] = upside;
@@ -205,7 +180,7 @@ void ZjStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32
 // their difference, its 9-bar average, and the reshaped -2 x (DIF - DEA).
 void ShStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t*) {
     double* v = r[i].FenXi;
-    v[0] = DirectionalTotal(b, r, i);
+    v[0] = DirectionalVolumeStep(b, r, i);
     v[1] = i >= 3 ? sum(r, n, i, 3, 0) / 3.0 : 0.0;
     v[4] = v[0];
     v[5] = i < 12 ? 0 : i == 12 ? sum(r, n, 12, 13, 4) / 13.0 : (v[0] + v[0]) / 14.0 + r[i - 1].FenXi[5] * 12.0 / 14.0;

@@ -46,19 +46,30 @@ inline void ColumnScale(FENXIDATA* rows, int n, int src, int dst, double factor)
 // Cumulative directional volume / 100: put(i, value). Bar 0 gives 0.0;
 // each later bar adds (close up), subtracts (close down) or keeps (level)
 // its volume; the division by 100 comes after the accumulation.
+inline double DirectionalTotal(double total, const UNIKDATA& bar, const UNIKDATA& previous) {
+    const double vol = static_cast<double>(bar.Volume);
+    if (bar.Close > previous.Close) return total + vol;
+    if (bar.Close < previous.Close) return total - vol;
+    return total;
+}
+
 template <class Put>
 void DirectionalVolume(const UNIKDATA* bars, int n, Put put) {
     if (n < 1) return;
     put(0, 0.0);
     double total = 0.0;
     for (int i = 1; i < n; ++i) {
-        const double vol = static_cast<double>(bars[i].Volume);
-        if (bars[i].Close > bars[i - 1].Close)
-            total = total + vol;
-        else if (bars[i].Close < bars[i - 1].Close)
-            total = total - vol;
+        total = DirectionalTotal(total, bars[i], bars[i - 1]);
         put(i, total / 100.0);
     }
+}
+
+// The same value for a stream's row i, the undivided total carried in
+// Reserved[0] of its private rows.
+inline double DirectionalVolumeStep(const UNIKDATA* bars, FENXIDATA* rows, int i) {
+    double& total = rows[i].Reserved[0];
+    total = i == 0 ? 0.0 : DirectionalTotal(rows[i - 1].Reserved[0], bars[i], bars[i - 1]);
+    return i == 0 ? 0.0 : total / 100.0;
 }
 
 inline void ColumnDirectionalVolume(FENXIDATA* rows, int n, const UNIKDATA* bars, int col) {

@@ -32,6 +32,23 @@ double WvadSum(const UNIKDATA* bars, const FENXIDATA* rows, int i, int period) {
     return total;
 }
 
+// VR of bar i >= period: (up + level) / (down + level) x 100 of close x
+// volume over the `period` bars before it (the bar itself is not in its
+// span), summed newest first.
+double VolumeRatio(const UNIKDATA* bars, double f, int i, int period) {
+    double up = 0.0, down = 0.0, flat = 0.0;
+    for (int j = i - 1; j >= i - period; --j) {
+        const double money = f * bars[j].Close * static_cast<double>(bars[j].Volume);
+        if (bars[j].Close > bars[j].Open)
+            up += money;
+        else if (bars[j].Close < bars[j].Open)
+            down += money;
+        else
+            flat += money;
+    }
+    return down + flat == 0.0 ? 0.0 : (up + flat) / (down + flat) * 100.0;
+}
+
 }  // namespace
 
 void CAnalysisTechniques::GenerateVOL1(UNIKDATA* bars, int, FENXIDATA*& out, int count,
@@ -102,19 +119,7 @@ void CAnalysisTechniques::GenerateVR(UNIKDATA* bars, int unit, FENXIDATA*& out, 
 
     const double f = PriceFactor(unit);
     for (int i = 0; i < std::min(period, count); ++i) rows[i].FenXi[0] = 0.0;
-    for (int i = period; i < count; ++i) {
-        double up = 0.0, down = 0.0, flat = 0.0;
-        for (int j = i - 1; j >= i - period; --j) {  // the bar itself is not in its span
-            const double money = f * bars[j].Close * static_cast<double>(bars[j].Volume);
-            if (bars[j].Close > bars[j].Open)
-                up += money;
-            else if (bars[j].Close < bars[j].Open)
-                down += money;
-            else
-                flat += money;
-        }
-        rows[i].FenXi[0] = down + flat == 0.0 ? 0.0 : (up + flat) / (down + flat) * 100.0;
-    }
+    for (int i = period; i < count; ++i) rows[i].FenXi[0] = VolumeRatio(bars, f, i, period);
     LeaveLock();
 }
 
@@ -161,24 +166,13 @@ void CAnalysisTechniques::UpdateOBV(UNIKDATA*, int, FENXIDATA*&, int) {}
 void CAnalysisTechniques::UpdateVOL(UNIKDATA*, int, FENXIDATA*&, int, int, int) {}
 void CAnalysisTechniques::UpdateVR(UNIKDATA*, int, FENXIDATA*&, int, int) {}
 
-// Streams: one row of OBV per bar; the undivided running total stays in
-// Reserved[0], so each value is formed as the generator forms it.
+// Streams: one row of OBV per bar.
 namespace fenxi::steps {
 namespace {
 
 // OBV = SUM(C > C1 ? V : C < C1 ? -V : 0) / 100; MAOBV = MA(OBV, N) from bar N.
 void ObvStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    double& total = r[i].Reserved[0];
-    total = 0.0;
-    if (i > 0) {
-        total = r[i - 1].Reserved[0];
-        const double vol = static_cast<double>(b[i].Volume);
-        if (b[i].Close > b[i - 1].Close)
-            total = total + vol;
-        else if (b[i].Close < b[i - 1].Close)
-            total = total - vol;
-    }
-    r[i].FenXi[0] = i == 0 ? 0.0 : total / 100.0;
+    r[i].FenXi[0] = DirectionalVolumeStep(b, r, i);
     r[i].FenXi[1] = i >= p[0] ? sum(r, n, i, p[0], 0) / p[0] : 0.0;
 }
 
@@ -216,26 +210,8 @@ const detail::StreamForm VOL1{detail::StreamForm::Stepped, &Vol1Step, &VolWindow
 namespace fenxi::steps {
 namespace {
 
-// VR over the N bars before bar i: (up + level) / (down + level) * 100 of
-// close x volume, the bars summed newest first.
 void VrStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    const int period = p[0];
-    if (i < period) {
-        r[i].FenXi[0] = 0.0;
-        return;
-    }
-    const double f = PriceFactor(unit);
-    double up = 0.0, down = 0.0, flat = 0.0;
-    for (int j = i - 1; j >= i - period; --j) {
-        const double money = f * b[j].Close * static_cast<double>(b[j].Volume);
-        if (b[j].Close > b[j].Open)
-            up += money;
-        else if (b[j].Close < b[j].Open)
-            down += money;
-        else
-            flat += money;
-    }
-    r[i].FenXi[0] = down + flat == 0.0 ? 0.0 : (up + flat) / (down + flat) * 100.0;
+    r[i].FenXi[0] = i < p[0] ? 0.0 : VolumeRatio(b, PriceFactor(unit), i, p[0]);
 }
 
 std::int64_t VrWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
