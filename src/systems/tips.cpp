@@ -211,7 +211,9 @@ int CAnalysisTechniques::GetLongTermCPXTips(int market, const char* code, bool l
         LogExit(*this, "GetLongTermTips", line);
         return 0;
     };
+    // The routine clears both outputs first, so a refusal gives price 0.
     near = 0;
+    price = 0;
     if (bars == nullptr || index >= count || index < 0) return refuse(10001);
     if (index < 20) return refuse(10002);
     if (signals.empty()) return refuse(10003);

@@ -144,6 +144,22 @@ TEST(Tips, RefusalsAreLoggedWithTheirCodes) {
         "func GetLongTermCPXTips Exit. line = @9969\r\n"};
     EXPECT_EQ(seen, want);
     EXPECT_EQ(text, "kept");
+    EXPECT_EQ(price, 0.0);  // the short-term refusal after its step 1
+
+    // The long-term routine's own refusals clear the price; the matching
+    // step's leave it as the caller had it.
+    signals.clear();
+    e.MountAdvSys(signals, 0, false, true, kCode, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 300, bars.data(), 100, false, false,
+                  false, false);
+    for (int index : {10, 300}) {
+        price = 7;
+        EXPECT_EQ(e.GetLongTermCPXTips(0, kCode, true, 0, bars.data(), 100, 300, signals, index, text, price, 0, n,
+                                       false, false), 0);
+        EXPECT_EQ(price, 0.0) << index;
+    }
+    price = 7;
+    e.GetLongTermCPXTips(1, kCode, true, 0, bars.data(), 100, 300, signals, 100, text, price, 0, n, false, false);
+    EXPECT_EQ(price, 7.0);
 }
 
 TEST(Tips, TextsAndDecimals) {
