@@ -90,6 +90,33 @@ static_assert(offsetof(_SIG_TABLE, Link) == 32, "_SIG_TABLE.Link offset");
 static_assert(offsetof(_SIG_TABLE, BarIndex) == 36, "_SIG_TABLE.BarIndex offset");
 static_assert(offsetof(_SIG_TABLE, Reserved40) == 40, "_SIG_TABLE.Reserved40 offset");
 
+// One signal of a tactics pool, 96 bytes.
+struct CE_LUE_SIGN {
+    std::int32_t Sequence;  // 1-based position in the vector
+    std::int32_t Tactic;    // 1, 2 entries; 11, 12, 13 exits
+    std::int32_t Kind;      // 0 = entry (D point), 2 = exit (K point)
+    std::int32_t BarIndex;  // index into the caller's bars
+    std::int32_t Date;      // of the bar
+    std::int32_t Time;      // of the bar
+    double Price;           // the bar's close, display units (close x 10000 / unit)
+    double Measure;         // the figure that fired the rule
+    std::int32_t Link;      // entry: -1; exit: the Sequence of the entry it closes
+    std::int32_t Pool;      // 1 short, 2 mid
+    char Name[48];          // the tactic's name, UTF-8, NUL-terminated, zero-filled
+};
+static_assert(sizeof(CE_LUE_SIGN) == 96, "CE_LUE_SIGN is 96 bytes");
+static_assert(offsetof(CE_LUE_SIGN, Sequence) == 0, "CE_LUE_SIGN.Sequence offset");
+static_assert(offsetof(CE_LUE_SIGN, Tactic) == 4, "CE_LUE_SIGN.Tactic offset");
+static_assert(offsetof(CE_LUE_SIGN, Kind) == 8, "CE_LUE_SIGN.Kind offset");
+static_assert(offsetof(CE_LUE_SIGN, BarIndex) == 12, "CE_LUE_SIGN.BarIndex offset");
+static_assert(offsetof(CE_LUE_SIGN, Date) == 16, "CE_LUE_SIGN.Date offset");
+static_assert(offsetof(CE_LUE_SIGN, Time) == 20, "CE_LUE_SIGN.Time offset");
+static_assert(offsetof(CE_LUE_SIGN, Price) == 24, "CE_LUE_SIGN.Price offset");
+static_assert(offsetof(CE_LUE_SIGN, Measure) == 32, "CE_LUE_SIGN.Measure offset");
+static_assert(offsetof(CE_LUE_SIGN, Link) == 40, "CE_LUE_SIGN.Link offset");
+static_assert(offsetof(CE_LUE_SIGN, Pool) == 44, "CE_LUE_SIGN.Pool offset");
+static_assert(offsetof(CE_LUE_SIGN, Name) == 48, "CE_LUE_SIGN.Name offset");
+
 namespace fenxi {
 struct MountedSystem;
 struct ClassicForm;
@@ -442,6 +469,20 @@ public:
     int GetLongTermCPXTips(int market, const char* code, bool longTerm, int i3, UNIKDATA* bars, int unit, int count,
                            std::vector<_SIG_TABLE>& signals, int index, std::string& message, double& price,
                            double tolerance, int& near, bool drawdownExit, bool narrowLimit);
+
+    // ---- tactics pools ----
+    // Two entry tactics ("超跌反弹" 1: oversold rebound, "放量突破" 2: breakout
+    // on volume) open positions that three exit tactics close ("保护性止损"
+    // 11, "逃逸性暴涨止盈" 12, "移动止盈" 13, tested in that order), with the
+    // parameters of a horizon. Short and mid: one position per entry tactic,
+    // records in bar order (position 1 first on a bar). Long: one position
+    // entered by either tactic, as D and K points. Each appends to the
+    // caller's vector; false with nothing appended for null bars, count < 1
+    // or unit < 1. Lines come from private engines: the caller's rows, the
+    // engine's buffer and its mounted system are not touched.
+    bool TacticsPoolsShort(std::vector<CE_LUE_SIGN>& signs, int count, UNIKDATA* bars, int unit);
+    bool TacticsPoolsMid(std::vector<CE_LUE_SIGN>& signs, int count, UNIKDATA* bars, int unit);
+    bool TacticsPools(std::vector<_SIG_TABLE>& signals, int count, UNIKDATA* bars, int unit);
 
     // ---- chip distribution ----
     // Directional first stage over an N-bar window (true range 0, up and
