@@ -357,6 +357,65 @@ int Tips(const Input& in, int bar) {
     return 0;
 }
 
+// A pool's records in one shape: the long pool's D and K points carry no
+// tactic of their own.
+struct TacticRecord {
+    int sequence, bar, link;
+    std::string name, kind;
+    std::int32_t date, time;
+    double price, measure;
+    bool hasMeasure;
+};
+
+std::vector<TacticRecord> RunPool(BarFile& f, const std::string& pool) {
+    CAnalysisTechniques engine;
+    const int n = static_cast<int>(f.bars.size());
+    std::vector<TacticRecord> out;
+    if (pool == "long") {
+        std::vector<_SIG_TABLE> points;
+        engine.TacticsPools(points, n, f.bars.data(), f.unit);
+        for (const _SIG_TABLE& s : points)
+            out.push_back({s.Sequence, s.BarIndex, s.Link, "", s.Kind == 0 ? "entry" : "exit", s.Date, s.Time,
+                           s.Price / 10000, 0, false});
+        return out;
+    }
+    std::vector<CE_LUE_SIGN> signs;
+    if (pool == "short")
+        engine.TacticsPoolsShort(signs, n, f.bars.data(), f.unit);
+    else
+        engine.TacticsPoolsMid(signs, n, f.bars.data(), f.unit);
+    for (const CE_LUE_SIGN& s : signs)
+        out.push_back({s.Sequence, s.BarIndex, s.Link, s.Name, s.Kind == 0 ? "entry" : "exit", s.Date, s.Time,
+                       s.Price / 10000, s.Measure, true});
+    return out;
+}
+
+int Tactics(const Input& in, const std::string& pool, bool json) {
+    BarFile f = in.Load();
+    const std::vector<TacticRecord> records = RunPool(f, pool);
+    if (json) {
+        nlohmann::json out = nlohmann::json::array();
+        for (const TacticRecord& r : records) {
+            nlohmann::json row = {{"sequence", r.sequence}, {"kind", r.kind},   {"date", Date(r.date)},
+                                  {"time", Time(r.time)},   {"bar", r.bar},     {"price", r.price},
+                                  {"link", r.link}};
+            if (r.hasMeasure) {
+                row["tactic"] = r.name;
+                row["measure"] = r.measure;
+            }
+            out.push_back(row);
+        }
+        std::cout << nlohmann::json{{"pool", pool}, {"records", out}}.dump(1) << "\n";
+        return 0;
+    }
+    std::printf("seq,tactic,kind,date,time,bar,price,measure,link\n");
+    for (const TacticRecord& r : records)
+        std::printf("%d,%s,%s,%s,%s,%d,%s,%s,%d\n", r.sequence, r.name.c_str(), r.kind.c_str(), Date(r.date).c_str(),
+                    Time(r.time).c_str(), r.bar, Number(r.price).c_str(), r.hasMeasure ? Number(r.measure).c_str() : "",
+                    r.link);
+    return 0;
+}
+
 int Flow(const std::string& which, const Input& in) {
     return Calc(which == "zj" ? "ZJLDXFX" : "SHLDXFX", {}, in, false, false, false);
 }
@@ -413,6 +472,18 @@ int Report(const Input& in) {
                     signals.size() > 10 ? " (the last 10; 'fenxi signals' lists them all)" : "");
         PrintSignals(signals, f, 10);
     }
+    std::printf("\nTactics pools: the latest record of each ('fenxi tactics' lists them all)\n");
+    for (const char* pool : {"short", "mid", "long"}) {
+        const std::vector<TacticRecord> records = RunPool(f, pool);
+        if (records.empty()) {
+            std::printf("  %-5s  none\n", pool);
+            continue;
+        }
+        const TacticRecord& r = records.back();
+        std::printf("  %-5s  %-5s %s bar %d price %s%s%s\n", pool, r.kind.c_str(), Date(r.date).c_str(), r.bar,
+                    Number(r.price).c_str(), r.hasMeasure ? "  " : "", r.name.c_str());
+    }
+
     std::printf("\nTips for the last bar\n");
     for (bool shortSystem : {true, false}) {
         double price = 0;
@@ -473,13 +544,29 @@ int main(int argc, char** argv) {
     AddInput(tips, tipsIn);
     tips->add_option("--bar", bar, "bar index (default: the last bar)");
 
+    Input tacticsIn;
+    bool tacticsShort = false, tacticsMid = false, tacticsLong = false, tacticsJson = false;
+    auto* tactics = app.add_subcommand("tactics", "entries and exits of a tactics pool (short by default)");
+    AddInput(tactics, tacticsIn);
+    auto* shortFlag = tactics->add_flag("--short", tacticsShort, "the short horizon: one position per entry tactic");
+    auto* midFlag = tactics->add_flag("--mid", tacticsMid, "the mid horizon");
+    tactics->add_flag("--long", tacticsLong, "the long horizon: one position, as D and K points")
+        ->excludes(shortFlag)
+        ->excludes(midFlag);
+    midFlag->excludes(shortFlag);
+    tactics->add_flag("--json", tacticsJson, "the records as JSON");
+
     Input flowIn;
     std::string which;
     auto* flow = app.add_subcommand("flow", "capital-flow line: zj (LDX_OBV_DIF) or sh");
     flow->add_option("which", which, "zj or sh")->required()->check(CLI::IsMember({"zj", "sh"}));
     AddInput(flow, flowIn);
 
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : 2;  // usage errors exit with 2, as the tool's other usage errors
+    }
     try {
         if (*list) return listJson ? ListJson() : List();
         if (*calc) return Calc(name, params, calcIn, json, raw, update);
@@ -487,6 +574,7 @@ int main(int argc, char** argv) {
         if (*signals) return Signals(sigIn, flags);
         if (*tips) return Tips(tipsIn, bar);
         if (*flow) return Flow(which, flowIn);
+        if (*tactics) return Tactics(tacticsIn, tacticsLong ? "long" : tacticsMid ? "mid" : "short", tacticsJson);
         return Report(report);
     } catch (const InputError& e) {
         std::cerr << e.what() << "\n";

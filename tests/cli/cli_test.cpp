@@ -8,6 +8,8 @@
 #include <sstream>
 #include <string>
 
+#include <unistd.h>
+
 #include "bars.h"
 
 namespace {
@@ -19,7 +21,8 @@ struct Result {
 
 Result Fenxi(const std::string& args) {
     const auto dir = std::filesystem::temp_directory_path();
-    const std::string outFile = (dir / "fenxi_cli_out.txt").string(), errFile = (dir / "fenxi_cli_err.txt").string();
+    const std::string id = std::to_string(::getpid());  // several runs of the suite may share the directory
+    const std::string outFile = (dir / ("fenxi_cli_out_" + id)).string(), errFile = (dir / ("fenxi_cli_err_" + id)).string();
     const int status = std::system((std::string(FENXI_CLI) + " " + args + " >" + outFile + " 2>" + errFile).c_str());
     auto slurp = [](const std::string& f) {
         std::ifstream in(f);
@@ -43,7 +46,7 @@ const std::string kSample = std::string(FENXI_DATA_DIR) + "/daily_sz002032.csv";
 TEST(Cli, ReportOnTheShippedSample) {
     const Result r = Fenxi("");
     EXPECT_EQ(r.status, 0) << r.err;
-    for (const char* part : {"2813 bars", "MACD", "KDJ", "Long-term system", "Short-term system", "操作提示"})
+    for (const char* part : {"2813 bars", "MACD", "KDJ", "Long-term system", "Short-term system", "Tactics pools", "操作提示"})
         EXPECT_NE(r.out.find(part), std::string::npos) << part;
 }
 
@@ -131,7 +134,14 @@ TEST(Cli, CsvJsonUpdateChartSignalsTipsFlowAndNewestFirstFiles) {
     r = Fenxi("tips --bar 2000 -i " + kSample);
     EXPECT_NE(r.out.find("[short-term]"), std::string::npos);
     EXPECT_EQ(Fenxi("flow zj -i " + kSample).status, 0);
-    EXPECT_NE(Fenxi("flow xx -i " + kSample).status, 0);
+    EXPECT_EQ(Fenxi("flow xx -i " + kSample).status, 2);
+
+    r = Fenxi("tactics --mid -i " + kSample);
+    EXPECT_EQ(r.out.substr(0, r.out.find('\n')), "seq,tactic,kind,date,time,bar,price,measure,link");
+    EXPECT_NE(r.out.find(",放量突破,entry,"), std::string::npos);
+    r = Fenxi("tactics --long --json -i " + kSample);
+    EXPECT_NE(r.out.find("\"pool\": \"long\""), std::string::npos);
+    EXPECT_EQ(Fenxi("tactics --long --short -i " + kSample).status, 2);
 
     const std::string reversed = Write("sh600000_newest_first.csv",
                                        "日期,开盘价,最高价,最低价,收盘价,成交量\n"
