@@ -131,6 +131,22 @@ void System(benchmark::State& state, bool shortSystem, int n) {
     state.SetItemsProcessed(state.iterations() * n);
 }
 
+// One tactics pool over n bars: 0 short, 1 mid, 2 long.
+void Tactics(benchmark::State& state, int pool, int n) {
+    std::vector<UNIKDATA> bars = Extended(n);
+    CAnalysisTechniques e;
+    for (auto _ : state) {
+        std::vector<CE_LUE_SIGN> signs;
+        std::vector<_SIG_TABLE> points;
+        if (pool == 0) e.TacticsPoolsShort(signs, n, bars.data(), 100);
+        if (pool == 1) e.TacticsPoolsMid(signs, n, bars.data(), 100);
+        if (pool == 2) e.TacticsPools(points, n, bars.data(), 100);
+        benchmark::DoNotOptimize(signs.data());
+        benchmark::DoNotOptimize(points.data());
+    }
+    state.SetItemsProcessed(state.iterations() * n);
+}
+
 void Tip(benchmark::State& state, bool shortSystem, int n) {
     std::vector<UNIKDATA> bars = Extended(n);
     CAnalysisTechniques e;
@@ -227,6 +243,9 @@ int Register() {
     const std::string size = "/36500";
     benchmark::RegisterBenchmark(("MountAdvSys/long" + size).c_str(), System, false, n);
     benchmark::RegisterBenchmark(("MountAdvSys/short" + size).c_str(), System, true, n);
+    benchmark::RegisterBenchmark(("Tactics/short" + size).c_str(), Tactics, 0, n);
+    benchmark::RegisterBenchmark(("Tactics/mid" + size).c_str(), Tactics, 1, n);
+    benchmark::RegisterBenchmark(("Tactics/long" + size).c_str(), Tactics, 2, n);
     benchmark::RegisterBenchmark(("Tip/short" + size).c_str(), Tip, true, n);
     benchmark::RegisterBenchmark(("Tip/long" + size).c_str(), Tip, false, n);
     benchmark::RegisterBenchmark(("ComputeDKDataForC" + size).c_str(), FlatCall, 0, n);

@@ -4,13 +4,11 @@
 #include "core/window.h"
 #include "core/registry.h"
 #include "indicators/columns.h"
+#include "indicators/stochastic.h"
 
 using namespace fenxi;
 
 namespace {
-
-// ((p - 1) * prev + x) / p, the weighted smoothing of one step.
-double Smooth(double prev, double x, int p) { return (Int32Term(std::int64_t{p} - 1) * prev + x) / p; }
 
 // The opening shared by KDJ and KD: reset, K/D(/J) drawn to n, levels 20/80.
 void SetStochasticProperty(FENXIDATA_PROPERTY* property, int n, int lastLine) {
@@ -28,20 +26,8 @@ void SetLevels(FENXIDATA* rows, std::initializer_list<double> levels) {
     for (double v : levels) rows[0].FenXi[k++] = v;
 }
 
-// FenXi[col] = rsv(bars, unit, n, i, p) for every bar, with the window's
-// lowest low and highest high found by sliding extremes (exact integers).
 void RsvColumn(const UNIKDATA* bars, int n, int p, FENXIDATA* rows, int col) {
-    if (p < kSlidingExtremeFrom) {
-        for (int i = 0; i < n; ++i) rows[i].FenXi[col] = rsv(bars, 0, n, i, p);
-        return;
-    }
-    std::vector<std::int32_t> lows(static_cast<std::size_t>(n));
-    SlidingExtreme(n, p, false, [&](int j) { return bars[j].Low; }, [&](int i, std::int32_t v) { lows[i] = v; });
-    SlidingExtreme(n, p, true, [&](int j) { return bars[j].High; }, [&](int i, std::int32_t hi) {
-        const std::int32_t lo = lows[i];
-        rows[i].FenXi[col] =
-            hi == lo ? 50.0 : Int32Term(std::int64_t{bars[i].Close} - lo) / Int32Term(std::int64_t{hi} - lo) * 100.0;
-    });
+    RsvValues(bars, n, p, [&](int i, double v) { rows[i].FenXi[col] = v; });
 }
 
 // %R of one window into `line`, from the high/low/close columns 8, 9, 10.
@@ -78,16 +64,13 @@ void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int, FENXIDATA*& out, int 
     FENXIDATA* rows = out = Acquire(RowsWithExtra(n, std::int64_t{p2} + p3));
     if (rows == nullptr) return;
     SetLevels(rows, {2000.0, 8000.0});
-    RsvColumn(bars, n, p1, rows, 2);
-    ColumnSmooth(rows, n, 2, 3, p2);
-    ColumnSmooth(rows, n, 3, 4, p3);
-    for (int i = 0; i < n; ++i) {
+    KdjValues(bars, n, p1, p2, p3, [&](int i, double rsv, double k, double d) {
         double* v = rows[i].FenXi;
-        v[5] = 3 * v[3] - 2 * v[4];
-        v[3] *= 100;
-        v[4] *= 100;
-        v[5] *= 100;
-    }
+        v[2] = rsv;
+        v[3] = k * 100;
+        v[4] = d * 100;
+        v[5] = (3 * k - 2 * d) * 100;
+    });
     LeaveLock();
 }
 

@@ -7,6 +7,7 @@
 #include "core/pool.h"
 #include "core/window.h"
 #include "indicators/columns.h"
+#include "indicators/stochastic.h"
 
 namespace fenxi {
 namespace {
@@ -38,8 +39,8 @@ const char* TacticName(int id) {
 }
 
 // What the rules read, per bar: BIAS(N) in percent, K and D of KDJ(9, 3, 3)
-// as the row form holds them, and the highest high of the H bars ending at
-// each bar.
+// as the row form holds them (x100), and the highest high of the H bars
+// ending at each bar.
 struct Lines {
     PooledColumn bias, k, d, highest;
 };
@@ -50,15 +51,12 @@ void ComputeLines(UNIKDATA* bars, int count, int unit, const Horizon& h, Lines& 
     out.k.resize(n);
     out.d.resize(n);
     out.highest.resize(n);
+    // The kernels of GenerateBIAS and GenerateKDJ: their rows' values.
     BiasValues(bars, unit, count, h.N, [&](int i, double v) { out.bias[i] = v / 100.0; });
-    CAnalysisTechniques engine;
-    CAnalysisTechniques::FENXIDATA* rows = nullptr;
-    CAnalysisTechniques::FENXIDATA_PROPERTY property{};
-    engine.GenerateKDJ(bars, unit, rows, count, 9, 3, 3, &property);
-    for (int i = 0; i < count; ++i) {
-        out.k[i] = rows != nullptr ? rows[i].FenXi[3] : 0.0;
-        out.d[i] = rows != nullptr ? rows[i].FenXi[4] : 0.0;
-    }
+    KdjValues(bars, count, 9, 3, 3, [&](int i, double, double k, double d) {
+        out.k[i] = k * 100;
+        out.d[i] = d * 100;
+    });
     SlidingExtreme(count, h.H, true, [&](int j) { return bars[j].High; },
                    [&](int i, std::int32_t v) { out.highest[i] = v; });
 }
