@@ -2,7 +2,8 @@
 # Makes sure the Debian packages the build needs are present. As root it
 # installs what is missing; otherwise it prints the apt-get line and fails.
 set -euo pipefail
-need=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev clang libclang-rt-14-dev)
+need=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev clang libclang-rt-14-dev
+      pybind11-dev python3-dev python3-numpy python3-pandas python3-pytest python3-tqdm python3-distributed)
 missing=()
 for p in "${need[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -8,7 +8,7 @@ seconds=${1:-15}
 bash scripts/deps.sh
 command -v clang++ >/dev/null || { echo "clang++ is needed: apt-get install -y clang libclang-rt-dev" >&2; exit 1; }
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFENXI_BUILD_FUZZ=ON \
-  -DFENXI_SANITIZE=address,undefined -DFENXI_BUILD_TESTS=OFF -DFENXI_BUILD_CLI=OFF -DFENXI_BUILD_SHARED=OFF >/dev/null
+  -DFENXI_SANITIZE=address,undefined -DFENXI_BUILD_TESTS=OFF -DFENXI_BUILD_CLI=OFF -DFENXI_BUILD_SHARED=OFF -DFENXI_BUILD_PYTHON=OFF >/dev/null
 cmake --build build/fuzz -j "$(nproc)"
 export ASAN_OPTIONS=allocator_may_return_null=1:detect_leaks=1
 export UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1

@@ -22,26 +22,31 @@ std::string Number(double v) {
 
 const char* kPriceNames[] = {"open", "high", "low", "close"};
 
+// Round to nearest, ties to even, as nearbyint does in the default mode,
+// without the library call: exact for |v| < 2^52, and v itself is whole
+// beyond that.
+double Nearest(double v) {
+    constexpr double kTwo52 = 4503599627370496.0;
+    const double a = std::fabs(v);
+    if (!(a < kTwo52)) return v;
+    return std::copysign((a + kTwo52) - kTwo52, v);
+}
+
 // Decimals (0..6) the prices need: the fewest at which every price is a
-// whole number of units, up to the rounding of decimal text to binary.
+// whole number of units, up to the rounding of decimal text to binary. One
+// pass: each price is tried at the most decimals found so far, and more
+// only when that is not enough.
 int DecimalsOf(const PriceColumns& c) {
-    const std::span<const double> all[] = {c.open, c.high, c.low, c.close};
-    double scale = 1.0;
-    for (int d = 0; d < 6; ++d, scale *= 10.0) {
-        bool whole = true;
-        for (const auto& column : all) {
-            for (double x : column) {
-                const double v = x * scale;
-                if (std::fabs(v - std::nearbyint(v)) > 1e-6 + std::fabs(v) * 1e-12) {
-                    whole = false;
-                    break;
-                }
-            }
-            if (!whole) break;
-        }
-        if (whole) return d;
-    }
-    return 6;
+    static constexpr double kScales[] = {1.0, 10.0, 100.0, 1000.0, 10000.0, 100000.0, 1000000.0};
+    auto whole = [](double x, int d) {
+        const double v = x * kScales[d];
+        return std::fabs(v - Nearest(v)) <= 1e-6 + std::fabs(v) * 1e-12;
+    };
+    int most = 0;
+    for (const auto& column : {c.open, c.high, c.low, c.close})
+        for (double x : column)
+            while (most < 6 && !whole(x, most)) ++most;
+    return most;
 }
 
 }  // namespace
@@ -91,27 +96,27 @@ Error MakeBars(const PriceColumns& c, Bars& out) {
         bool power = false;
         for (int u = 1; u <= 1000000; u *= 10) power = power || u == unit;
         if (!power) return Fail(Errc::UnitInvalid, -1, "unit " + std::to_string(unit) + " is not a power of ten 1..10^6");
-        if (std::nearbyint(highest * unit) > kInt32Max)
+        if (Nearest(highest * unit) > kInt32Max)
             return Fail(Errc::PriceTooLarge, static_cast<int>(highestAt),
                         "bar " + std::to_string(highestAt) + ": price " + Number(highest) + " does not fit 32 bits at unit " +
                             std::to_string(unit));
     } else {
-        if (std::nearbyint(highest) > kInt32Max)
+        if (Nearest(highest) > kInt32Max)
             return Fail(Errc::PriceTooLarge, static_cast<int>(highestAt),
                         "bar " + std::to_string(highestAt) + ": price " + Number(highest) + " does not fit 32 bits at any unit");
         unit = 1;
-        for (int d = DecimalsOf(c); d > 0 && std::nearbyint(highest * unit * 10) <= kInt32Max; --d) unit *= 10;
+        for (int d = DecimalsOf(c); d > 0 && Nearest(highest * unit * 10) <= kInt32Max; --d) unit *= 10;
     }
 
     out.unit = unit;
     out.bars.assign(n, UNIKDATA{});
     for (std::size_t i = 0; i < n; ++i) {
         UNIKDATA& b = out.bars[i];
-        b.Open = static_cast<std::int32_t>(std::nearbyint(c.open[i] * unit));
-        b.High = static_cast<std::int32_t>(std::nearbyint(c.high[i] * unit));
-        b.Low = static_cast<std::int32_t>(std::nearbyint(c.low[i] * unit));
-        b.Close = static_cast<std::int32_t>(std::nearbyint(c.close[i] * unit));
-        if (!c.volume.empty()) b.Volume = static_cast<std::uint64_t>(std::nearbyint(c.volume[i]));
+        b.Open = static_cast<std::int32_t>(Nearest(c.open[i] * unit));
+        b.High = static_cast<std::int32_t>(Nearest(c.high[i] * unit));
+        b.Low = static_cast<std::int32_t>(Nearest(c.low[i] * unit));
+        b.Close = static_cast<std::int32_t>(Nearest(c.close[i] * unit));
+        if (!c.volume.empty()) b.Volume = static_cast<std::uint64_t>(Nearest(c.volume[i]));
         if (!c.amount.empty()) b.Amount = c.amount[i];
         if (!c.date.empty()) b.Date = c.date[i];
         if (!c.time.empty()) b.Time = c.time[i];
@@ -180,10 +185,19 @@ Lines Compute(std::string_view name, std::span<const int> given, const Bars& bar
     if ((out.error = CheckBars(bars))) return out;
 
     const int n = static_cast<int>(bars.bars.size());
-    CAnalysisTechniques engine;
+    // A warm engine per thread: a fresh one pays for faulting in its rows,
+    // which costs more than the arithmetic, so the rows of the largest series
+    // a thread computed stay with it. They are zeroed first, so the cells a
+    // generator leaves as the buffer held are 0, as in a new engine. (MIKE
+    // keeps the engine's re-entrant lock; only this thread ever takes it.)
+    thread_local CAnalysisTechniques engine;
     Row* rows = nullptr;
     RowProperty property{};
-    if (n > 0) op->generate(engine, const_cast<UNIKDATA*>(bars.bars.data()), bars.unit, rows, n, p, &property, 0);
+    if (n > 0) {
+        UNIKDATA* data = const_cast<UNIKDATA*>(bars.bars.data());  // generators only read the bars
+        engine.GenerateBuffer(data, bars.unit, rows, n);
+        op->generate(engine, data, bars.unit, rows, n, p, &property, 0);
+    }
 
     const double nan = std::numeric_limits<double>::quiet_NaN();
     for (int k = 0; k < op->lineCount; ++k) {

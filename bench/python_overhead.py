@@ -1,0 +1,35 @@
+"""The Python layer's overhead over the direct C++ columnar call.
+
+For every registry operation at its defaults over 1,000,000 bars (the daily
+sample repeated), interleaved repetitions of fenxi.compute(name, DataFrame)
+and of fenxi::Compute(name, {}, PriceColumns) on the same columns; the table
+gives the fastest of each and their ratio. Run with the package on the path:
+    PYTHONPATH=build/release/python /usr/bin/python3 bench/python_overhead.py [repeats]
+"""
+import sys
+import time
+
+import pandas as pd
+
+import fenxi
+from fenxi import _fenxi
+
+repeats = int(sys.argv[1]) if len(sys.argv) > 1 else 3
+sample = fenxi.sample()
+frame = pd.concat([sample] * (1_000_000 // len(sample) + 1), ignore_index=True).iloc[:1_000_000]
+columns = [frame[k].to_numpy() for k in ("open", "high", "low", "close", "volume")]
+print("| operation | C++ columnar ms | Python ms | overhead |")
+print("|---|---|---|---|")
+worst = 0.0
+for op in fenxi.operations():
+    name = op["name"]
+    fenxi.compute(name, frame)  # warm the thread's engine for this size
+    native, python = 1e300, 1e300
+    for _ in range(repeats):
+        native = min(native, _fenxi._time_compute(name, *columns, 1))
+        start = time.perf_counter()
+        fenxi.compute(name, frame)
+        python = min(python, time.perf_counter() - start)
+    worst = max(worst, python / native - 1)
+    print(f"| {name} | {native * 1e3:.1f} | {python * 1e3:.1f} | {100 * (python / native - 1):+.1f} % |")
+print(f"\nlargest overhead: {100 * worst:+.1f} %")
