@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <limits>
 #include <map>
 #include <optional>
-#include <regex>
-#include <sstream>
 
 namespace fenxi_cli {
 namespace {
@@ -17,10 +16,14 @@ namespace {
 enum Column { kDate, kTime, kOpen, kHigh, kLow, kClose, kVolume, kAmount, kColumns };
 constexpr const char* kColumnNames[kColumns] = {"date", "time", "open", "high", "low", "close", "volume", "amount"};
 
+std::string Lower(std::string s) {
+    std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return std::tolower(c); });
+    return s;
+}
+
 std::optional<Column> ColumnOf(std::string name) {
     name.erase(std::remove_if(name.begin(), name.end(), [](unsigned char c) { return std::isspace(c) || c == '"'; }),
                name.end());
-    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
     static const std::map<std::string, Column> aliases = {
         {"date", kDate},       {"dt", kDate},        {"datetime", kDate},   {"trade_date", kDate},
         {"日期", kDate},       {"time", kTime},      {"open", kOpen},       {"开盘", kOpen},
@@ -30,118 +33,257 @@ std::optional<Column> ColumnOf(std::string name) {
         {"成交量", kVolume},   {"amount", kAmount},  {"成交额", kAmount},   {"成交金额", kAmount},
         {"turnover", kAmount}, {"money", kAmount},
     };
-    const auto it = aliases.find(name);
+    const auto it = aliases.find(Lower(name));
     return it == aliases.end() ? std::nullopt : std::optional<Column>(it->second);
 }
 
+// A field as it may be quoted in a message: at most 40 bytes of it.
+std::string Quote(const std::string& text) {
+    return "'" + (text.size() > 40 ? text.substr(0, 40) + "..." : text) + "'";
+}
+
+// Lines of at most kMaxLineBytes, read byte by byte: a longer line or a
+// byte 0 stops the reading at once, whatever follows.
+class Lines {
+public:
+    Lines(std::istream& in, const std::string& name) : buf_(in.rdbuf()), name_(name) {}
+
+    bool Next(std::string& line) {
+        line.clear();
+        if (buf_ == nullptr) return false;
+        for (;;) {
+            const int c = buf_->sbumpc();
+            if (c == std::char_traits<char>::eof()) {
+                if (line.empty()) return false;
+                break;
+            }
+            if (c == '\n') break;
+            if (c == 0) throw InputError(Where(number_ + 1) + "a byte 0: not a text file");
+            if (line.size() == kMaxLineBytes)
+                throw InputError(Where(number_ + 1) + "a line longer than " + std::to_string(kMaxLineBytes) + " bytes");
+            line.push_back(static_cast<char>(c));
+        }
+        ++number_;
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        return true;
+    }
+    int Number() const { return number_; }
+    std::string Where(int line) const { return name_ + ":" + std::to_string(line) + ": "; }
+
+private:
+    std::streambuf* buf_;
+    std::string name_;
+    int number_ = 0;
+};
+
 std::vector<std::string> Split(const std::string& line, char sep) {
     std::vector<std::string> fields;
-    std::string field;
-    std::istringstream in(line);
-    while (std::getline(in, field, sep)) fields.push_back(field);
-    if (!line.empty() && line.back() == sep) fields.emplace_back();
-    for (auto& f : fields) {
-        while (!f.empty() && std::isspace(static_cast<unsigned char>(f.back()))) f.pop_back();
-        while (!f.empty() && std::isspace(static_cast<unsigned char>(f.front()))) f.erase(f.begin());
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t end = line.find(sep, start);
+        std::string f = line.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        const auto first = f.find_first_not_of(" \t");
+        const auto last = f.find_last_not_of(" \t");
+        f = first == std::string::npos ? "" : f.substr(first, last - first + 1);
         if (f.size() >= 2 && f.front() == '"' && f.back() == '"') f = f.substr(1, f.size() - 2);
+        fields.push_back(std::move(f));
+        if (end == std::string::npos) break;
+        start = end + 1;
     }
     return fields;
+}
+
+bool Digits(const std::string& s, std::size_t from, std::size_t count, int& out) {
+    if (from + count > s.size()) return false;
+    out = 0;
+    for (std::size_t k = from; k < from + count; ++k) {
+        if (!std::isdigit(static_cast<unsigned char>(s[k]))) return false;
+        out = out * 10 + (s[k] - '0');
+    }
+    return true;
+}
+
+bool ValidDay(int year, int month, int day) {
+    static constexpr int kDays[] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    if (year < 1 || month < 1 || month > 12 || day < 1 || day > kDays[month - 1]) return false;
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    return !(month == 2 && day == 29 && !leap);
+}
+
+// "09:30", "9:30:15", "093000" or "0930": HHMMSS with a real clock time.
+bool ParseTime(const std::string& t, std::int32_t& time) {
+    int h = 0, m = 0, s = 0;
+    std::size_t at = 0;
+    const std::size_t colon = t.find(':');
+    if (colon != std::string::npos) {
+        if (colon < 1 || colon > 2 || !Digits(t, 0, colon, h) || !Digits(t, colon + 1, 2, m)) return false;
+        at = colon + 3;
+        if (at < t.size() && (t[at] != ':' || !Digits(t, at + 1, 2, s) || at + 3 != t.size())) return false;
+    } else {
+        if ((t.size() != 4 && t.size() != 6) || !Digits(t, 0, 2, h) || !Digits(t, 2, 2, m)) return false;
+        if (t.size() == 6 && !Digits(t, 4, 2, s)) return false;
+    }
+    if (h > 23 || m > 59 || s > 59) return false;
+    time = h * 10000 + m * 100 + s;
+    return true;
+}
+
+// "2024-01-31", "20240131" or "20240131.0", optionally followed by a space or
+// T and a time: a real calendar date YYYYMMDD and time HHMMSS.
+bool ParseDateTime(const std::string& text, std::int32_t& date, std::int32_t& time) {
+    int y = 0, mo = 0, d = 0;
+    std::size_t at = 0;
+    if (text.size() >= 10 && text[4] == '-' && text[7] == '-') {
+        if (!Digits(text, 0, 4, y) || !Digits(text, 5, 2, mo) || !Digits(text, 8, 2, d)) return false;
+        at = 10;
+    } else {
+        if (!Digits(text, 0, 8, y)) return false;
+        d = y % 100;
+        mo = y / 100 % 100;
+        y /= 10000;
+        at = 8;
+        if (at < text.size() && text[at] == '.' && text.find_first_not_of('0', at + 1) == std::string::npos)
+            at = text.size();  // 20240131.0, as spreadsheets write it
+    }
+    if (!ValidDay(y, mo, d)) return false;
+    date = y * 10000 + mo * 100 + d;
+    if (at == text.size()) return true;
+    if (text[at] != ' ' && text[at] != 'T') return false;
+    return ParseTime(text.substr(at + 1), time);
+}
+
+// A price as written: whole and fraction digits, no sign, no exponent.
+struct Price {
+    std::string whole, fraction;
+    bool Zero() const {
+        return whole.find_first_not_of('0') == std::string::npos && fraction.find_first_not_of('0') == std::string::npos;
+    }
+    // The value as a long double, for magnitudes and messages.
+    long double Value() const { return std::strtold((whole + "." + fraction + "0").c_str(), nullptr); }
+};
+
+// 0 when `text` is a plain non-negative decimal; else what is wrong.
+const char* ParsePrice(const std::string& text, Price& p) {
+    if (!text.empty() && text[0] == '-') return "is negative";
+    const std::size_t dot = text.find('.');
+    p.whole = text.substr(0, dot);
+    p.fraction = dot == std::string::npos ? "" : text.substr(dot + 1);
+    auto digits = [](const std::string& s) {
+        return std::all_of(s.begin(), s.end(), [](unsigned char c) { return std::isdigit(c); });
+    };
+    if ((p.whole.empty() && p.fraction.empty()) || !digits(p.whole) || !digits(p.fraction)) return "is not a price";
+    if (p.whole.empty()) p.whole = "0";
+    return nullptr;
+}
+
+struct Scaled {
+    std::int64_t value;  // may exceed 32 bits: checked by the caller
+    bool rounded;
+    long double by;      // the rounding, in price units
+};
+
+// The price at `decimals` decimals (a power-of-ten unit), rounded half away
+// from zero, exactly from the digits.
+Scaled AtDecimals(const Price& p, int decimals) {
+    std::string kept = p.whole + p.fraction.substr(0, std::min<std::size_t>(decimals, p.fraction.size()));
+    kept.append(static_cast<std::size_t>(std::max<int>(0, decimals - static_cast<int>(p.fraction.size()))), '0');
+    std::int64_t v = 0;
+    for (char c : kept) {
+        v = v * 10 + (c - '0');
+        if (v > (std::int64_t{1} << 40)) return {v, false, 0};  // far beyond 32 bits: no need for more
+    }
+    const std::string dropped = decimals < static_cast<int>(p.fraction.size()) ? p.fraction.substr(decimals) : "";
+    if (dropped.find_first_not_of('0') == std::string::npos) return {v, false, 0};
+    const long double rest = std::strtold(("0." + dropped).c_str(), nullptr) * std::pow(10.0L, -decimals);
+    const bool up = dropped[0] >= '5';
+    return {v + (up ? 1 : 0), true, up ? std::pow(10.0L, -decimals) - rest : rest};
+}
+
+// The price at any other unit: the nearest integer, halves away from zero.
+Scaled AtUnit(const Price& p, int unit) {
+    const long double exact = p.Value() * unit;
+    const long double v = std::floor(exact + 0.5L);
+    return {static_cast<std::int64_t>(std::min<long double>(v, 1e15L)), v != exact, std::fabs(v - exact) / unit};
+}
+
+int DecimalsOfUnit(int unit) {
+    int d = 0;
+    for (int u = unit; u >= 10 && u % 10 == 0; u /= 10) ++d;
+    return unit == static_cast<int>(std::lround(std::pow(10.0, d))) ? d : -1;
 }
 
 struct Row {
     int line = 0;
     std::int32_t date = 0, time = 0;
-    std::string price[4];  // open, high, low, close as written
+    Price price[4];  // open, high, low, close
     double volume = 0, amount = 0;
 };
-
-// "2024-01-31", "20240131", "20240131.0", optionally followed by a time
-// "15:00:00", "09:31" or "090100": date YYYYMMDD and time HHMMSS.
-bool ParseDateTime(const std::string& text, std::int32_t& date, std::int32_t& time) {
-    static const std::regex pattern(
-        R"(^(\d{4})-?(\d{2})-?(\d{2})(?:\.0+)?(?:[ T](\d{1,2}):?(\d{2})(?::?(\d{2}))?)?$)");
-    std::smatch m;
-    if (!std::regex_match(text, m, pattern)) return false;
-    const int month = std::stoi(m[2]), day = std::stoi(m[3]);
-    if (month < 1 || month > 12 || day < 1 || day > 31) return false;
-    date = std::stoi(m[1]) * 10000 + month * 100 + day;
-    if (m[4].matched) time = std::stoi(m[4]) * 10000 + std::stoi(m[5]) * 100 + (m[6].matched ? std::stoi(m[6]) : 0);
-    return true;
-}
-
-bool ParseTime(const std::string& text, std::int32_t& time) {
-    static const std::regex pattern(R"(^(\d{1,2}):?(\d{2})(?::?(\d{2}))?$)");
-    std::smatch m;
-    if (!std::regex_match(text, m, pattern)) return false;
-    time = std::stoi(m[1]) * 10000 + std::stoi(m[2]) * 100 + (m[3].matched ? std::stoi(m[3]) : 0);
-    return true;
-}
-
-// Decimal digits of a price text, or -1 when it is not a plain decimal.
-int Decimals(const std::string& text) {
-    static const std::regex pattern(R"(^-?\d+(?:\.(\d*))?$)");
-    std::smatch m;
-    if (!std::regex_match(text, m, pattern)) return -1;
-    return m[1].matched ? static_cast<int>(m[1].length()) : 0;
-}
-
-// The exact scaled integer of a decimal text at 10^digits, or nullopt when
-// it does not fit 32 bits.
-std::optional<std::int32_t> Scaled(const std::string& text, int digits) {
-    const bool negative = text[0] == '-';
-    const std::string body = negative ? text.substr(1) : text;
-    const auto dot = body.find('.');
-    std::string whole = body.substr(0, dot), frac = dot == std::string::npos ? "" : body.substr(dot + 1);
-    frac.resize(static_cast<std::size_t>(digits), '0');
-    long double v = 0;
-    for (char c : whole + frac) v = v * 10 + (c - '0');
-    if (v > std::numeric_limits<std::int32_t>::max()) return std::nullopt;
-    return static_cast<std::int32_t>(negative ? -v : v);
-}
 
 double Number(const std::string& text, const std::string& where, const char* column) {
     if (text.empty()) return 0.0;
     char* end = nullptr;
     const double v = std::strtod(text.c_str(), &end);
     if (end == text.c_str() || *end != '\0' || !std::isfinite(v))
-        throw InputError(where + "'" + text + "' is not a number in column " + column);
+        throw InputError(where + Quote(text) + " is not a number in column " + column);
     return v;
-}
-
-void CodeFromName(const std::string& path, BarFile& file) {
-    static const std::regex pattern(R"((sh|sz|SH|SZ)?(\d{6}))");
-    std::smatch m;
-    const std::string name = path.substr(path.find_last_of('/') + 1);
-    if (!std::regex_search(name, m, pattern)) return;
-    file.code = m[2];
-    const std::string prefix = m[1];
-    file.market = prefix.empty() ? (std::string("569").find(file.code[0]) != std::string::npos ? 1 : 0)
-                                 : (prefix == "sh" || prefix == "SH" ? 1 : 0);
 }
 
 }  // namespace
 
-BarFile ReadBars(const std::string& path, int unit) {
-    if (path == "-") return ReadBars(std::cin, path, unit);
-    std::ifstream file(path);
-    if (!file) throw InputError(path + ": cannot open the file");
-    return ReadBars(file, path, unit);
+void CodeFromName(const std::string& path, BarFile& file) {
+    const std::string name = path.substr(path.find_last_of('/') + 1);
+    file.code.clear();
+    file.market = 0;
+    file.marketFrom = "no code in the file name";
+    for (std::size_t k = 0; k < name.size();) {
+        if (!std::isdigit(static_cast<unsigned char>(name[k]))) {
+            ++k;
+            continue;
+        }
+        std::size_t end = k;
+        while (end < name.size() && std::isdigit(static_cast<unsigned char>(name[end]))) ++end;
+        if (end - k == 6) {
+            file.code = name.substr(k, 6);
+            const std::string before = k >= 2 ? Lower(name.substr(k - 2, 2)) : "";
+            const std::string after = Lower(name.substr(end, 5));
+            if (after.rfind(".xshg", 0) == 0 || after.rfind(".sh", 0) == 0) {
+                file.market = 1;
+                file.marketFrom = "suffix " + name.substr(end, after.rfind(".xshg", 0) == 0 ? 5 : 3);
+            } else if (after.rfind(".xshe", 0) == 0 || after.rfind(".sz", 0) == 0) {
+                file.market = 0;
+                file.marketFrom = "suffix " + name.substr(end, after.rfind(".xshe", 0) == 0 ? 5 : 3);
+            } else if (before == "sh" || before == "sz") {
+                file.market = before == "sh" ? 1 : 0;
+                file.marketFrom = "prefix " + name.substr(k - 2, 2);
+            } else {
+                file.market = std::string("569").find(file.code[0]) != std::string::npos ? 1 : 0;
+                file.marketFrom = std::string("first digit ") + file.code[0];
+            }
+            return;
+        }
+        k = end;
+    }
 }
 
-BarFile ReadBars(std::istream& stream, const std::string& path, int unit) {
-    std::istream* in = &stream;
+BarFile ReadBars(const std::string& path, const ReadOptions& options) {
+    if (path == "-") return ReadBars(std::cin, path, options);
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw InputError(path + ": cannot open the file");
+    return ReadBars(file, path, options);
+}
+
+BarFile ReadBars(std::istream& stream, const std::string& path, const ReadOptions& options) {
+    Lines lines(stream, path);
     std::string line;
-    int lineNo = 0;
     std::vector<std::string> header;
-    while (header.empty() && std::getline(*in, line)) {
-        ++lineNo;
-        if (lineNo == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);  // UTF-8 byte-order mark
-        if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
+    while (header.empty() && lines.Next(line)) {
+        if (lines.Number() == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);  // UTF-8 byte-order mark
+        if (line.find_first_not_of(" \t") == std::string::npos) continue;
         header = Split(line, line.find('\t') != std::string::npos ? '\t' : ',');
     }
     if (header.empty()) throw InputError(path + ":1: empty file: a header row is needed");
     const char sep = line.find('\t') != std::string::npos ? '\t' : ',';
-    const int headerLine = lineNo;
+    const int headerLine = lines.Number();
     int index[kColumns];
     std::fill(std::begin(index), std::end(index), -1);
     for (std::size_t k = 0; k < header.size(); ++k)
@@ -150,67 +292,104 @@ BarFile ReadBars(std::istream& stream, const std::string& path, int unit) {
         if (index[c] < 0)
             throw InputError(path + ":" + std::to_string(headerLine) + ": missing column '" + kColumnNames[c] + "'");
 
+    BarFile out;
     std::vector<Row> rows;
     int digits = 0;
-    while (std::getline(*in, line)) {
-        ++lineNo;
-        if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
+    long double highest = 0;
+    int highestLine = 0;
+    while (lines.Next(line)) {
+        if (line.find_first_not_of(" \t") == std::string::npos) continue;
+        const std::string where = lines.Where(lines.Number());
+        if (rows.size() == kMaxBars) throw InputError(where + "more than " + std::to_string(kMaxBars) + " bars");
         const auto fields = Split(line, sep);
-        const std::string where = path + ":" + std::to_string(lineNo) + ": ";
         auto field = [&](Column c) -> std::string {
             if (index[c] < 0) return "";
             if (static_cast<std::size_t>(index[c]) >= fields.size())
                 throw InputError(where + "missing value for column " + kColumnNames[c]);
-            return fields[static_cast<std::size_t>(index[c])];
+            const std::string& f = fields[static_cast<std::size_t>(index[c])];
+            if (f.size() > kMaxFieldBytes)
+                throw InputError(where + "a value longer than " + std::to_string(kMaxFieldBytes) + " bytes in column " +
+                                 kColumnNames[c]);
+            return f;
         };
         Row row;
-        row.line = lineNo;
+        row.line = lines.Number();
         if (!ParseDateTime(field(kDate), row.date, row.time))
-            throw InputError(where + "'" + field(kDate) + "' is not a date (2024-01-31 or 20240131)");
+            throw InputError(where + Quote(field(kDate)) + " is not a date (2024-01-31 or 20240131)");
         if (index[kTime] >= 0 && !ParseTime(field(kTime), row.time))
-            throw InputError(where + "'" + field(kTime) + "' is not a time (09:30 or 093000)");
+            throw InputError(where + Quote(field(kTime)) + " is not a time (09:30 or 093000)");
+        bool zero = true;
         for (int k = 0; k < 4; ++k) {
-            row.price[k] = field(static_cast<Column>(kOpen + k));
-            const int d = Decimals(row.price[k]);
-            if (d < 0)
-                throw InputError(where + "'" + row.price[k] + "' is not a price in column " + kColumnNames[kOpen + k]);
-            digits = std::max(digits, d);
+            const std::string text = field(static_cast<Column>(kOpen + k));
+            if (const char* wrong = ParsePrice(text, row.price[k]))
+                throw InputError(where + Quote(text) + " " + wrong + " in column " + kColumnNames[kOpen + k]);
+            zero = zero && row.price[k].Zero();
         }
         row.volume = Number(field(kVolume), where, "volume");
         row.amount = Number(field(kAmount), where, "amount");
         if (row.volume < 0) throw InputError(where + "negative volume");
-        rows.push_back(row);
+        if (row.volume >= 9223372036854775808.0) throw InputError(where + "a volume of 2^63 or more");
+        if (zero && !options.keepSuspended) {
+            ++out.suspended;
+            continue;
+        }
+        for (const Price& p : row.price) {
+            digits = std::max(digits, static_cast<int>(p.fraction.size()));
+            if (p.Value() > highest) highest = p.Value(), highestLine = row.line;
+        }
+        rows.push_back(std::move(row));
     }
-    if (rows.empty()) throw InputError(path + ":" + std::to_string(lineNo) + ": no bars after the header");
+    if (rows.empty())
+        throw InputError(path + ":" + std::to_string(lines.Number()) + ": no bars after the header" +
+                         (out.suspended > 0 ? " (all " + std::to_string(out.suspended) + " rows are suspended: all prices 0)" : ""));
 
-    BarFile out;
-    out.unit = unit > 0 ? unit : static_cast<int>(std::lround(std::pow(10.0, std::min(digits, 9))));
-    int scale = 0;
-    for (int u = out.unit; u >= 10 && u % 10 == 0; u /= 10) ++scale;
+    // The unit: forced, or the largest power of ten up to the decimals that
+    // keeps every price within 32 bits.
+    constexpr long double kLimit = 2147483647.0L;
+    int decimals = 0;
+    if (options.unit > 0) {
+        out.unit = options.unit;
+        decimals = DecimalsOfUnit(options.unit);
+    } else {
+        if (std::floor(highest + 0.5L) > kLimit)
+            throw InputError(lines.Where(highestLine) + "a price of " + std::to_string(static_cast<double>(highest)) +
+                             " does not fit 32 bits at any unit");
+        decimals = std::min(digits, 9);
+        while (decimals > 0 && std::floor(highest * std::pow(10.0L, decimals) + 0.5L) > kLimit) --decimals;
+        out.unit = static_cast<int>(std::lround(std::pow(10.0, decimals)));
+    }
+
     const bool newestFirst = rows.size() > 1 && std::make_pair(rows[0].date, rows[0].time) >
                                                     std::make_pair(rows[1].date, rows[1].time);
     for (std::size_t k = 1; k < rows.size(); ++k) {
         const auto a = std::make_pair(rows[k - 1].date, rows[k - 1].time);
         const auto b = std::make_pair(rows[k].date, rows[k].time);
         if (newestFirst ? !(b < a) : !(a < b))
-            throw InputError(path + ":" + std::to_string(rows[k].line) + ": dates out of order (" +
-                             std::to_string(rows[k].date) + " after " + std::to_string(rows[k - 1].date) + ")");
+            throw InputError(lines.Where(rows[k].line) + "dates out of order (" + std::to_string(rows[k].date) +
+                             " after " + std::to_string(rows[k - 1].date) + ")");
     }
     if (newestFirst) std::reverse(rows.begin(), rows.end());
+    out.bars.reserve(rows.size());
     for (const Row& r : rows) {
-        const std::string where = path + ":" + std::to_string(r.line) + ": ";
+        const std::string where = lines.Where(r.line);
         UNIKDATA b{};
         b.Date = r.date;
         b.Time = r.time;
         std::int32_t* prices[4] = {&b.Open, &b.High, &b.Low, &b.Close};
         for (int k = 0; k < 4; ++k) {
-            if (Decimals(r.price[k]) > scale)
-                throw InputError(where + "'" + r.price[k] + "' has more decimals than unit " + std::to_string(out.unit));
-            const auto v = Scaled(r.price[k], scale);
-            if (!v) throw InputError(where + "'" + r.price[k] + "' is too large for unit " + std::to_string(out.unit));
-            *prices[k] = *v;
+            const Scaled s = decimals >= 0 ? AtDecimals(r.price[k], decimals) : AtUnit(r.price[k], out.unit);
+            if (s.value > kLimit)
+                throw InputError(where + Quote(r.price[k].whole + (r.price[k].fraction.empty() ? "" : "." + r.price[k].fraction)) +
+                                 " is too large for unit " + std::to_string(out.unit));
+            *prices[k] = static_cast<std::int32_t>(s.value);
+            if (s.rounded) {
+                ++out.rounded;
+                out.roundedBy = std::max(out.roundedBy, static_cast<double>(s.by));
+            }
         }
         if (b.High < b.Low) throw InputError(where + "high below low");
+        if (b.Open < b.Low || b.Open > b.High) throw InputError(where + "open outside low..high");
+        if (b.Close < b.Low || b.Close > b.High) throw InputError(where + "close outside low..high");
         b.Volume = static_cast<std::uint64_t>(std::llround(r.volume));
         b.Amount = r.amount;
         out.bars.push_back(b);

@@ -8,12 +8,16 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <optional>
+#include <thread>
 #include <iostream>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "bars_csv.h"
+#include "format.h"
+#include "scan.h"
 #include "fenxi/series.h"
 
 using namespace fenxi_cli;
@@ -24,17 +28,31 @@ using Property = CAnalysisTechniques::FENXIDATA_PROPERTY;
 namespace {
 
 constexpr const char* kSample = "daily_sz002032.csv";
+constexpr const char* kVersion = FENXI_VERSION;
 
 struct Input {
     std::string path;
     int unit = 0;
     std::string code;
     int market = -1;
+    bool keepSuspended = false;
 
     BarFile Load() const {
-        BarFile f = ReadBars(path, unit);
-        if (!code.empty()) f.code = code;
-        if (market >= 0) f.market = market;
+        BarFile f = ReadBars(path, ReadOptions{unit, keepSuspended});
+        if (!code.empty()) {
+            f.code = code;
+            f.marketFrom = "--code";
+        }
+        if (market >= 0) {
+            f.market = market;
+            f.marketFrom = "--market";
+        }
+        if (f.suspended > 0)
+            std::fprintf(stderr, "fenxi: %s: %d suspended rows (all prices 0) skipped; --keep-suspended keeps them\n",
+                         path.c_str(), f.suspended);
+        if (f.rounded > 0)
+            std::fprintf(stderr, "fenxi: %s: %d prices rounded to unit %d, by at most %.10g\n", path.c_str(), f.rounded,
+                         f.unit, f.roundedBy);
         return f;
     }
 };
@@ -42,53 +60,15 @@ struct Input {
 void AddInput(CLI::App* app, Input& in, bool required = true) {
     auto* opt = app->add_option("-i,--input", in.path, "CSV file of bars ('-' reads standard input)");
     if (required) opt->required();
-    app->add_option("--unit", in.unit, "price unit of the scaled integers (default: 10^decimals)");
+    app->add_option("--unit", in.unit,
+                    "price unit of the scaled integers (default: the largest power of ten up to the prices' decimals "
+                    "that keeps them within 32 bits)")
+        ->check(CLI::Range(1, 1000000000));
     app->add_option("--code", in.code, "six-digit security code (default: from the file name)");
-    app->add_option("--market", in.market, "market: 0 Shenzhen, 1 Shanghai (default: from the code)");
+    app->add_option("--market", in.market, "market: 0 Shenzhen, 1 Shanghai (default: from the code)")
+        ->check(CLI::Range(0, 1));
+    app->add_flag("--keep-suspended", in.keepSuspended, "keep rows whose prices are all 0 (skipped by default)");
 }
-
-std::string Date(std::int32_t date) {
-    char b[16];
-    std::snprintf(b, sizeof b, "%04d-%02d-%02d", date / 10000, date / 100 % 100, date % 100);
-    return b;
-}
-
-std::string Time(std::int32_t time) {
-    if (time == 0) return "";
-    char b[16];
-    std::snprintf(b, sizeof b, "%02d:%02d", time / 10000, time / 100 % 100);
-    return b;
-}
-
-// A raw price at the file's unit, printed with as many decimals as the unit has.
-std::string Price(std::int64_t raw, int unit) {
-    int digits = 0;
-    for (int u = unit; u >= 10 && u % 10 == 0; u /= 10) ++digits;
-    char b[48];
-    std::snprintf(b, sizeof b, "%.*f", digits, static_cast<double>(raw) / unit);
-    return b;
-}
-
-// A true value with up to eight significant digits, trailing zeros dropped.
-std::string Number(double v) {
-    if (v != v) return "nan";
-    if (v == 0) return "0";
-    char b[64];
-    const double a = std::fabs(v);
-    if (a >= 1e15 || a < 1e-10) {
-        std::snprintf(b, sizeof b, "%.8g", v);
-        return b;
-    }
-    const int digits = std::clamp(7 - static_cast<int>(std::floor(std::log10(a))), 0, 10);
-    std::snprintf(b, sizeof b, "%.*f", digits, v);
-    std::string t = b;
-    if (t.find('.') != std::string::npos) {
-        t.erase(t.find_last_not_of('0') + 1);
-        if (t.back() == '.') t.pop_back();
-    }
-    return t == "-0" ? "0" : t;
-}
-
 
 struct Computed {
     std::vector<CAnalysisTechniques::FENXIDATA> rows;
@@ -122,7 +102,8 @@ std::string LineValue(const OperationSpec& op, const Params& p, const Computed& 
     std::int64_t first = 0, end = 0;
     fenxi::ValidRange(op, p, k, static_cast<std::int64_t>(c.rows.size()), first, end);
     if (i < first || i >= end) return "";
-    return Number(c.rows[i].FenXi[op.lines[k].column] / fenxi::TrueScale(op, k, p, unit));
+    return Number(c.rows[i].FenXi[op.lines[k].column] / fenxi::TrueScale(op, k, p, unit),
+                  LineDecimals(fenxi::ScaleName(op, k, p), unit));
 }
 
 void Resolve(const OperationSpec& op, const std::vector<int>& given, Params& p) {
@@ -193,17 +174,52 @@ const OperationSpec& Find(const std::string& name) {
     return *op;
 }
 
-int Calc(const std::string& name, const std::vector<int>& given, const Input& in, bool json, bool raw, bool update) {
+// The lines of an operation over the file, in true units (NaN where a line
+// has no value): the columnar API; with `stream`, the last bar through a
+// stream over the bars before it; with `updater`, the class API's generator
+// over all bars but the last, then its updater.
+std::vector<std::vector<double>> LineValues(const OperationSpec& op, const Params& params, BarFile& f, bool stream,
+                                            bool updater) {
+    const int n = static_cast<int>(f.bars.size());
+    std::vector<std::vector<double>> out;
+    if (updater) {
+        const Computed c = Compute(op, f, params, true);
+        for (int k = 0; k < op.lineCount; ++k) {
+            std::int64_t first = 0, end = 0;
+            fenxi::ValidRange(op, params, k, n, first, end);
+            std::vector<double> v(static_cast<std::size_t>(n), NAN);
+            for (std::int64_t i = first; i < end; ++i)
+                v[i] = c.rows[i].FenXi[op.lines[k].column] / fenxi::TrueScale(op, k, params, f.unit);
+            out.push_back(std::move(v));
+        }
+        return out;
+    }
+    const std::vector<int> given(params, params + op.paramCount);
+    fenxi::Bars bars{std::vector<UNIKDATA>(f.bars.begin(), f.bars.end() - (stream ? 1 : 0)), f.unit};
+    fenxi::Lines lines = fenxi::Compute(op.name, given, bars);
+    if (!lines.ok()) throw CLI::ValidationError(lines.error.message);
+    if (stream) {
+        fenxi::Stream s(op.name, given, f.unit);
+        for (const UNIKDATA& b : bars.bars) s.Append(b);
+        s.Append(f.bars.back());  // the forming bar as first seen, then as it closed
+        const auto last = s.ReplaceLast(f.bars.back());
+        for (int k = 0; k < op.lineCount; ++k) lines.values[k].push_back(last[k]);
+    }
+    return std::move(lines.values);
+}
+
+int Calc(const std::string& name, const std::vector<int>& given, const Input& in, bool json, bool raw, bool update,
+         bool rawUpdate) {
     const OperationSpec& op = Find(name);
-    if (update && op.update == nullptr) throw CLI::ValidationError(std::string(op.name) + " has no updater");
+    if (rawUpdate && op.update == nullptr) throw CLI::ValidationError(std::string(op.name) + " has no updater");
     Params params;
     Resolve(op, given, params);
     BarFile f = in.Load();
-    if (update && f.bars.size() < 2) throw InputError(in.path + ": --update needs at least two bars");
-    const Computed c = Compute(op, f, params, update);
-    const int n = static_cast<int>(c.rows.size());
-    const Property& p = c.property;
+    if ((update || rawUpdate) && f.bars.size() < 2) throw InputError(in.path + ": --update needs at least two bars");
     if (raw) {
+        const Computed c = Compute(op, f, params, false);
+        const int n = static_cast<int>(c.rows.size());
+        const Property& p = c.property;
         auto array = [](const char* label, const auto& values) {
             std::printf("# %s", label);
             for (auto v : values) std::printf(" %d", static_cast<int>(v));
@@ -227,12 +243,15 @@ int Calc(const std::string& name, const std::vector<int>& given, const Input& in
         }
         return 0;
     }
+    const auto values = LineValues(op, params, f, update, rawUpdate);
+    const int n = static_cast<int>(f.bars.size());
     if (json) {
         nlohmann::json out;
         out["operation"] = op.name;
         out["parameters"] = std::vector<int>(params, params + op.paramCount);
         out["unit"] = f.unit;
         out["formula"] = op.formula;
+        if (rawUpdate && !op.updateRecomputes) out["note"] = "the last row is the class updater's, not the indicator's value";
         out["lines"] = nlohmann::json::array();
         for (int k = 0; k < op.lineCount; ++k)
             out["lines"].push_back({{"name", op.lines[k].name},
@@ -242,29 +261,57 @@ int Calc(const std::string& name, const std::vector<int>& given, const Input& in
         for (int i = 0; i < n; ++i) {
             nlohmann::json row = {{"date", Date(f.bars[i].Date)}, {"time", Time(f.bars[i].Time)}};
             for (int k = 0; k < op.lineCount; ++k) {
-                const std::string v = LineValue(op, params, c, k, i, f.unit);
-                row[op.lines[k].name] = v.empty() || v == "nan" ? nlohmann::json(nullptr)
-                                                                : nlohmann::json(c.rows[i].FenXi[op.lines[k].column] /
-                                                                                 fenxi::TrueScale(op, k, params, f.unit));
+                const double v = values[k][i];
+                row[op.lines[k].name] = v != v ? nlohmann::json(nullptr) : nlohmann::json(v);
             }
             out["rows"].push_back(row);
         }
         std::cout << out.dump(1) << "\n";
         return 0;
     }
+    if (rawUpdate && !op.updateRecomputes)
+        std::printf("# the last row is the class updater's, which differs from the indicator's value\n");
     std::printf("date,time");
     for (int k = 0; k < op.lineCount; ++k) std::printf(",%s", op.lines[k].name);
     std::printf("\n");
     for (int i = 0; i < n; ++i) {
         std::printf("%s,%s", Date(f.bars[i].Date).c_str(), Time(f.bars[i].Time).c_str());
-        for (int k = 0; k < op.lineCount; ++k) std::printf(",%s", LineValue(op, params, c, k, i, f.unit).c_str());
+        for (int k = 0; k < op.lineCount; ++k) {
+            const double v = values[k][i];
+            std::printf(",%s", v != v ? "" : Number(v, LineDecimals(fenxi::ScaleName(op, k, params), f.unit)).c_str());
+        }
         std::printf("\n");
     }
     return 0;
 }
 
-int Chart(int type, int param, const Input& in) {
+// The unit of a brick chart: the box is `param` raw units (the engine keeps
+// it within 2,000..10,000), so without --unit the bars are rescaled to the
+// power of ten (from the file's unit up, every price within 32 bits) that
+// puts a box nearest to 1 % of the median close.
+int BrickUnit(const BarFile& f, int param) {
+    std::vector<std::int32_t> closes;
+    for (const UNIKDATA& b : f.bars) closes.push_back(b.Close);
+    std::nth_element(closes.begin(), closes.begin() + closes.size() / 2, closes.end());
+    const double median = static_cast<double>(closes[closes.size() / 2]) / f.unit;
+    std::int64_t highest = 0;
+    for (const UNIKDATA& b : f.bars) highest = std::max<std::int64_t>(highest, b.High);
+    const double box = std::clamp(param, 2000, 10000);
+    auto distance = [&](std::int64_t unit) { return std::fabs(std::log10(box / unit / (median / 100))); };
+    std::int64_t unit = f.unit;
+    while (highest * (unit * 10 / f.unit) <= INT32_MAX && unit * 10 <= 1000000000 && distance(unit * 10) < distance(unit))
+        unit *= 10;
+    return static_cast<int>(unit);
+}
+
+int Chart(int type, int param, const Input& in, bool allowTruncated, bool json) {
     BarFile f = in.Load();
+    if (type == 4 && in.unit == 0) {
+        const int unit = BrickUnit(f, param);
+        const std::int32_t factor = unit / f.unit;
+        for (UNIKDATA& b : f.bars) b.Open *= factor, b.High *= factor, b.Low *= factor, b.Close *= factor;
+        f.unit = unit;
+    }
     CAnalysisTechniques engine;
     UNIKDATA* blocks = nullptr;
     int count = 0;
@@ -275,17 +322,38 @@ int Chart(int type, int param, const Input& in) {
     settings.ChartParam = param;
     engine.GenerateKLINE(f.bars.data(), f.unit, static_cast<int>(f.bars.size()), blocks, count, rows, &p, &settings,
                          f.code.c_str());
-    if (blocks == nullptr) {
-        std::cerr << "fenxi: chart type " << type << " is not one of 0-5\n";
-        return 2;
+    if (blocks == nullptr) throw CLI::ValidationError("chart type " + std::to_string(type) + " is not one of 0-5");
+    const bool truncated = type == 4 && count >= CAnalysisTechniques::kMaxChartBlocks;
+    if (json) {
+        nlohmann::json out = {{"type", type}, {"parameter", settings.ChartParam}, {"unit", f.unit},
+                              {"truncated", truncated}, {"bars", nlohmann::json::array()}};
+        for (int k = 0; k < count; ++k) {
+            const UNIKDATA& b = blocks[k];
+            out["bars"].push_back({{"date", Date(b.Date)}, {"time", Time(b.Time)},
+                                   {"open", static_cast<double>(b.Open) / f.unit},
+                                   {"high", static_cast<double>(b.High) / f.unit},
+                                   {"low", static_cast<double>(b.Low) / f.unit},
+                                   {"close", static_cast<double>(b.Close) / f.unit}});
+        }
+        std::cout << out.dump(1) << "\n";
+    } else {
+        std::printf("# chart %d, parameter %d after clamping, unit %d\ndate,time,open,high,low,close\n", type,
+                    settings.ChartParam, f.unit);
+        for (int k = 0; k < count; ++k) {
+            const UNIKDATA& b = blocks[k];
+            std::printf("%s,%s,%s,%s,%s,%s\n", Date(b.Date).c_str(), Time(b.Time).c_str(), Price(b.Open, f.unit).c_str(),
+                        Price(b.High, f.unit).c_str(), Price(b.Low, f.unit).c_str(), Price(b.Close, f.unit).c_str());
+        }
     }
-    std::printf("# chart %d, parameter %d after clamping\ndate,time,open,high,low,close\n", type, settings.ChartParam);
-    for (int k = 0; k < count; ++k) {
-        const UNIKDATA& b = blocks[k];
-        std::printf("%s,%s,%s,%s,%s,%s\n", Date(b.Date).c_str(), Time(b.Time).c_str(), Price(b.Open, f.unit).c_str(),
-                    Price(b.High, f.unit).c_str(), Price(b.Low, f.unit).c_str(), Price(b.Close, f.unit).c_str());
-    }
+    const std::int32_t stoppedAt = count > 0 ? blocks[count - 1].Date : 0;
     FreeKLineBars(&blocks);
+    if (truncated) {
+        std::fprintf(stderr,
+                     "fenxi: %s: the brick chart stopped at %d bricks, at %s of %s; a larger box or a smaller --unit gives fewer%s\n",
+                     in.path.c_str(), CAnalysisTechniques::kMaxChartBlocks, Date(stoppedAt).c_str(),
+                     Date(f.bars.back().Date).c_str(), allowTruncated ? "" : " (--allow-truncated accepts it)");
+        return allowTruncated ? 0 : 1;
+    }
     return 0;
 }
 
@@ -332,10 +400,18 @@ std::string Tip(BarFile& f, bool shortSystem, int index, double& price) {
     return ok ? text : "";
 }
 
-int Signals(const Input& in, const SystemFlags& flags) {
+int Signals(const Input& in, const SystemFlags& flags, bool json) {
     BarFile f = in.Load();
     CAnalysisTechniques engine;
     const auto signals = Mount(engine, f, flags);
+    if (json) {
+        nlohmann::json out = nlohmann::json::array();
+        for (const _SIG_TABLE& s : signals)
+            out.push_back({{"seq", s.Sequence}, {"point", s.Kind == 0 ? "D" : "K"}, {"date", Date(s.Date)},
+                           {"time", Time(s.Time)}, {"bar", s.BarIndex}, {"price", s.Price / 10000}, {"link", s.Link}});
+        std::cout << out.dump(1) << "\n";
+        return 0;
+    }
     std::printf("seq,point,date,time,bar,price,link\n");
     for (const _SIG_TABLE& s : signals)
         std::printf("%d,%s,%s,%s,%d,%.6f,%d\n", s.Sequence, s.Kind == 0 ? "D" : "K", Date(s.Date).c_str(),
@@ -343,17 +419,23 @@ int Signals(const Input& in, const SystemFlags& flags) {
     return 0;
 }
 
-int Tips(const Input& in, int bar) {
+int Tips(const Input& in, std::optional<int> bar, bool json) {
     BarFile f = in.Load();
     const int n = static_cast<int>(f.bars.size());
-    const int index = bar < 0 ? n - 1 : bar;
-    if (index >= n) throw InputError(in.path + ": bar " + std::to_string(index) + " is past the last bar");
+    const int index = bar.value_or(n - 1);
+    if (index < 0 || index >= n)
+        throw CLI::ValidationError("--bar " + std::to_string(index) + " is outside 0.." + std::to_string(n - 1));
+    nlohmann::json out = nlohmann::json::object();
     for (bool shortSystem : {true, false}) {
         double price = 0;
         const std::string text = Tip(f, shortSystem, index, price);
-        std::printf("[%s] threshold %.6f\n%s\n", shortSystem ? "short-term" : "long-term", price,
-                    text.empty() ? "(no tip for this bar)" : text.c_str());
+        const char* label = shortSystem ? "short-term" : "long-term";
+        if (json)
+            out[label] = {{"text", text.empty() ? nlohmann::json(nullptr) : nlohmann::json(text)}, {"threshold", price}};
+        else
+            std::printf("[%s] threshold %.6f\n%s\n", label, price, text.empty() ? "(no tip for this bar)" : text.c_str());
     }
+    if (json) std::cout << nlohmann::json{{"bar", index}, {"date", Date(f.bars[index].Date)}, {"tips", out}}.dump(1) << "\n";
     return 0;
 }
 
@@ -416,19 +498,23 @@ int Tactics(const Input& in, const std::string& pool, bool json) {
     return 0;
 }
 
-int Flow(const std::string& which, const Input& in) {
-    return Calc(which == "zj" ? "ZJLDXFX" : "SHLDXFX", {}, in, false, false, false);
+int Flow(const std::string& which, const Input& in, bool json) {
+    return Calc(which == "zj" ? "ZJLDXFX" : "SHLDXFX", {}, in, json, false, false, false);
 }
 
-std::string SamplePath(const char* argv0) {
+// The shipped sample beside an installed tool, or in the source tree of a
+// built one; empty when there is none.
+std::string SamplePath() {
     namespace fs = std::filesystem;
     std::error_code ec;
-    const fs::path exe = fs::canonical(fs::path(argv0), ec);
+    const fs::path exe = fs::canonical("/proc/self/exe", ec);
     if (!ec) {
         const fs::path installed = exe.parent_path().parent_path() / "share" / "fenxi" / kSample;
-        if (fs::exists(installed)) return installed.string();
+        if (fs::exists(installed, ec)) return installed.string();
+        if (exe.parent_path().filename() == "cli" && fs::exists(fs::path(FENXI_SOURCE_DATA_DIR) / kSample, ec))
+            return std::string(FENXI_SOURCE_DATA_DIR) + "/" + kSample;
     }
-    return std::string(FENXI_SOURCE_DATA_DIR) + "/" + kSample;
+    return "";
 }
 
 // The main job: one security's last bar, standard lines, points and tips.
@@ -437,9 +523,9 @@ int Report(const Input& in) {
     const int n = static_cast<int>(f.bars.size());
     const UNIKDATA& last = f.bars.back();
     const std::string name = in.path.substr(in.path.find_last_of('/') + 1);
-    std::printf("%s: %s (market %d), %d bars %s .. %s, unit %d\n\n", name.c_str(),
-                f.code.empty() ? "no code" : f.code.c_str(), f.market, n, Date(f.bars.front().Date).c_str(),
-                Date(last.Date).c_str(), f.unit);
+    std::printf("%s: %s, market %d (%s; --code and --market override), %d bars %s .. %s, unit %d\n\n", name.c_str(),
+                f.code.empty() ? "no code" : f.code.c_str(), f.market, f.marketFrom.c_str(), n,
+                Date(f.bars.front().Date).c_str(), Date(last.Date).c_str(), f.unit);
     std::printf("Last bar %s %s  open %s  high %s  low %s  close %s  volume %llu  amount %.0f\n\n",
                 Date(last.Date).c_str(), Time(last.Time).c_str(), Price(last.Open, f.unit).c_str(),
                 Price(last.High, f.unit).c_str(), Price(last.Low, f.unit).c_str(), Price(last.Close, f.unit).c_str(),
@@ -497,11 +583,15 @@ int Report(const Input& in) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::string version;
+    CAnalysisTechniques().GetFormulaVersion(version);
     CLI::App app{"fenxi: technical analysis of a CSV file of bars.\n"
-                 "Without a command: a report on the shipped sample (or on -i FILE)."};
+                 "Without a command: a report on the shipped sample (or on -i FILE).\n"
+                 "Exit codes: 0 done, 1 bad data (FILE:LINE: what is wrong), 2 bad usage."};
     app.require_subcommand(0, 1);
+    app.set_version_flag("--version", std::string("fenxi ") + kVersion + ", formula " + version);
     Input report;
-    report.path = SamplePath(argv[0]);
+    report.path = SamplePath();
     AddInput(&app, report, false);
 
     bool listJson = false;
@@ -518,31 +608,41 @@ int main(int argc, char** argv) {
     AddInput(calc, calcIn);
     calc->add_flag("--json", json, "JSON with the property");
     calc->add_flag("--raw", raw, "all 43 columns with 17 digits and the whole property");
-    calc->add_flag("--update", update, "generate over all bars but the last, then run the updater");
+    bool rawUpdate = false;
+    auto* updateFlag = calc->add_flag("--update", update, "the last bar through a stream, as a forming bar is updated");
+    calc->add_flag("--raw-update", rawUpdate, "the last row from the class API's updater (which may differ)")
+        ->excludes(updateFlag);
 
     Input chartIn;
     int type = 0, param = 0;
+    bool allowTruncated = false, chartJson = false;
     auto* chart = app.add_subcommand("chart", "synthetic bars of a chart type (3 line break, 4 bricks, 5 reversal)");
     chart->add_option("type", type, "chart type 0-5")->required();
     chart->add_option("param", param, "lines, box or swing (clamped as the engine does)")->required();
     AddInput(chart, chartIn);
+    chart->add_flag("--allow-truncated", allowTruncated, "a brick chart cut at the brick bound is not an error");
+    chart->add_flag("--json", chartJson, "the bars as JSON");
 
     Input sigIn;
     SystemFlags flags;
     bool longSystem = false;
     auto* signals = app.add_subcommand("signals", "D and K points of the long/short system (long-term by default)");
     AddInput(signals, sigIn);
-    signals->add_flag("--short", flags.shortSystem, "the short-term channel system");
-    signals->add_flag("--long", longSystem, "the long-term system (the default)");
+    bool signalsJson = false;
+    auto* shortSystem = signals->add_flag("--short", flags.shortSystem, "the short-term channel system");
+    signals->add_flag("--long", longSystem, "the long-term system (the default)")->excludes(shortSystem);
+    signals->add_flag("--json", signalsJson, "the points as JSON");
     signals->add_flag("--narrow", flags.narrow, "narrow price-limit constants");
     signals->add_flag("--limit-rules", flags.limitRules, "the limit-price entry rule");
     signals->add_flag("--drawdown-exit", flags.drawdownExit, "the 9 % drawdown exit (with --limit-rules)");
 
     Input tipsIn;
-    int bar = -1;
+    std::optional<int> bar;
+    bool tipsJson = false;
     auto* tips = app.add_subcommand("tips", "short-term and long-term tip texts and thresholds for a bar");
     AddInput(tips, tipsIn);
-    tips->add_option("--bar", bar, "bar index (default: the last bar)");
+    tips->add_option("--bar", bar, "bar index from 0 (default: the last bar)");
+    tips->add_flag("--json", tipsJson, "the texts and thresholds as JSON");
 
     Input tacticsIn;
     bool tacticsShort = false, tacticsMid = false, tacticsLong = false, tacticsJson = false;
@@ -556,11 +656,23 @@ int main(int argc, char** argv) {
     midFlag->excludes(shortFlag);
     tactics->add_flag("--json", tacticsJson, "the records as JSON");
 
+    std::vector<std::string> scanInputs;
+    int scanJobs = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    bool scanJson = false;
+    auto* scan = app.add_subcommand("scan", "both systems, both tips and the tactics pools over many files");
+    scan->add_option("inputs", scanInputs, "CSV files and directories of them")->required();
+    scan->add_option("--jobs", scanJobs, "worker threads (default: the cores)")->check(CLI::Range(1, 256));
+    scan->add_flag("--json", scanJson, "one JSON record per file");
+    bool scanCsv = false;
+    scan->add_flag("--csv", scanCsv, "one CSV row per file (the default)");
+
     Input flowIn;
     std::string which;
     auto* flow = app.add_subcommand("flow", "capital-flow line: zj (LDX_OBV_DIF) or sh");
     flow->add_option("which", which, "zj or sh")->required()->check(CLI::IsMember({"zj", "sh"}));
     AddInput(flow, flowIn);
+    bool flowJson = false;
+    flow->add_flag("--json", flowJson, "the line as JSON");
 
     try {
         app.parse(argc, argv);
@@ -569,12 +681,17 @@ int main(int argc, char** argv) {
     }
     try {
         if (*list) return listJson ? ListJson() : List();
-        if (*calc) return Calc(name, params, calcIn, json, raw, update);
-        if (*chart) return Chart(type, param, chartIn);
-        if (*signals) return Signals(sigIn, flags);
-        if (*tips) return Tips(tipsIn, bar);
-        if (*flow) return Flow(which, flowIn);
+        if (*calc) return Calc(name, params, calcIn, json, raw, update, rawUpdate);
+        if (*chart) return Chart(type, param, chartIn, allowTruncated, chartJson);
+        if (*signals) return Signals(sigIn, flags, signalsJson);
+        if (*tips) return Tips(tipsIn, bar, tipsJson);
+        if (*flow) return Flow(which, flowIn, flowJson);
+        if (*scan) return Scan(scanInputs, scanJobs, scanJson);
         if (*tactics) return Tactics(tacticsIn, tacticsLong ? "long" : tacticsMid ? "mid" : "short", tacticsJson);
+        if (report.path.empty()) {
+            std::cerr << app.help() << "\nfenxi: no sample data beside the tool: give -i FILE\n";
+            return 2;
+        }
         return Report(report);
     } catch (const InputError& e) {
         std::cerr << e.what() << "\n";

@@ -57,7 +57,9 @@ fenxi::Bars MakeBars(const Column& open, const Column& high, const Column& low, 
 // found in its name.
 std::tuple<fenxi::Bars, std::string, int> ReadFile(const std::string& path, int unit) {
     try {
-        fenxi_cli::BarFile f = fenxi_cli::ReadBars(path, unit);
+        fenxi_cli::ReadOptions options;
+        options.unit = unit;
+        fenxi_cli::BarFile f = fenxi_cli::ReadBars(path, options);
         return {fenxi::Bars{std::move(f.bars), f.unit}, f.code, f.market};
     } catch (const std::exception& e) {
         throw py::value_error(e.what());

@@ -1,0 +1,178 @@
+#include "scan.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+#include <unistd.h>
+
+#include "bars_csv.h"
+#include "format.h"
+
+namespace fenxi_cli {
+namespace {
+
+struct Point {
+    std::string kind;  // D, K, entry, exit or empty
+    std::string what;  // a tactic's name
+    std::int32_t date = 0;
+    double price = 0;
+};
+
+struct Summary {
+    std::string file, code, error, tipText[2];
+    int market = 0, bars = 0, unit = 0;
+    Point system[2];  // long, short
+    double tip[2] = {0, 0};
+    Point tactic[3];  // short, mid, long pools
+};
+
+Summary ScanOne(const std::string& path) {
+    Summary s;
+    s.file = std::filesystem::path(path).filename().string();
+    BarFile f;
+    try {
+        f = ReadBars(path);
+    } catch (const InputError& e) {
+        s.error = e.what();
+        return s;
+    }
+    s.code = f.code;
+    s.market = f.market;
+    s.bars = static_cast<int>(f.bars.size());
+    s.unit = f.unit;
+    const int n = s.bars;
+    for (int k = 0; k < 2; ++k) {
+        const bool shortSystem = k == 1;
+        CAnalysisTechniques engine;
+        std::vector<_SIG_TABLE> signals;
+        engine.MountAdvSys(signals, 0, false, !shortSystem, f.code.c_str(), f.market, 0, 0, 0, 0, 0, 0, 0, 0, 0, n,
+                           f.bars.data(), f.unit, shortSystem, false, false, false);
+        if (!signals.empty())
+            s.system[k] = {signals.back().Kind == 0 ? "D" : "K", "", signals.back().Date, signals.back().Price / 10000};
+        int near = 0;
+        const int ok = shortSystem ? engine.GetShortTermCPXTips(f.market, f.code.c_str(), false, 0, f.bars.data(),
+                                                                f.unit, n, signals, n - 1, s.tipText[k], s.tip[k], 0,
+                                                                near, false, false)
+                                   : engine.GetLongTermCPXTips(f.market, f.code.c_str(), true, 0, f.bars.data(), f.unit,
+                                                               n, signals, n - 1, s.tipText[k], s.tip[k], 0, near,
+                                                               false, false);
+        if (!ok) s.tipText[k].clear();
+    }
+    CAnalysisTechniques engine;
+    std::vector<CE_LUE_SIGN> signs;
+    for (int pool = 0; pool < 2; ++pool) {
+        signs.clear();
+        if (pool == 0) engine.TacticsPoolsShort(signs, n, f.bars.data(), f.unit);
+        else engine.TacticsPoolsMid(signs, n, f.bars.data(), f.unit);
+        if (!signs.empty())
+            s.tactic[pool] = {signs.back().Kind == 0 ? "entry" : "exit", signs.back().Name, signs.back().Date,
+                              signs.back().Price / 10000};
+    }
+    std::vector<_SIG_TABLE> points;
+    engine.TacticsPools(points, n, f.bars.data(), f.unit);
+    if (!points.empty())
+        s.tactic[2] = {points.back().Kind == 0 ? "entry" : "exit", "", points.back().Date, points.back().Price / 10000};
+    return s;
+}
+
+std::vector<std::string> Files(const std::vector<std::string>& inputs) {
+    namespace fs = std::filesystem;
+    std::vector<std::string> files;
+    for (const std::string& in : inputs) {
+        std::error_code ec;
+        if (!fs::is_directory(in, ec)) {
+            files.push_back(in);
+            continue;
+        }
+        std::vector<std::string> found;
+        for (const auto& e : fs::directory_iterator(in, ec))
+            if (e.path().extension() == ".csv") found.push_back(e.path().string());
+        std::sort(found.begin(), found.end());
+        files.insert(files.end(), found.begin(), found.end());
+    }
+    return files;
+}
+
+// kind, date and (with `price`) price of a point: two or three cells.
+std::string Cell(const Point& p, bool price) {
+    if (p.kind.empty()) return price ? ",," : ",";
+    const std::string kind = p.what.empty() ? p.kind : p.what + " " + p.kind;
+    return kind + "," + Date(p.date) + (price ? "," + Number(p.price) : "");
+}
+
+nlohmann::json Json(const Point& p) {
+    if (p.kind.empty()) return nullptr;
+    nlohmann::json j = {{"kind", p.kind}, {"date", Date(p.date)}, {"price", p.price}};
+    if (!p.what.empty()) j["tactic"] = p.what;
+    return j;
+}
+
+}  // namespace
+
+int Scan(const std::vector<std::string>& inputs, int jobs, bool json) {
+    const std::vector<std::string> files = Files(inputs);
+    std::vector<Summary> rows(files.size());
+    std::atomic<std::size_t> next{0}, done{0};
+    const bool progress = isatty(2) != 0;
+    auto work = [&] {
+        for (std::size_t k; (k = next++) < files.size();) {
+            rows[k] = ScanOne(files[k]);
+            const std::size_t finished = ++done;
+            if (progress && (finished % 16 == 0 || finished == files.size()))
+                std::fprintf(stderr, "\rscan %zu/%zu", finished, files.size());
+        }
+    };
+    std::vector<std::thread> workers;
+    for (int t = 1; t < std::max(1, jobs); ++t) workers.emplace_back(work);
+    work();
+    for (std::thread& t : workers) t.join();
+    if (progress) std::fprintf(stderr, "\n");
+
+    int failed = 0;
+    for (const Summary& s : rows)
+        if (!s.error.empty()) {
+            ++failed;
+            std::fprintf(stderr, "%s\n", s.error.c_str());
+        }
+    if (json) {
+        nlohmann::json out = nlohmann::json::array();
+        for (const Summary& s : rows) {
+            if (!s.error.empty()) {
+                out.push_back({{"file", s.file}, {"error", s.error}});
+                continue;
+            }
+            nlohmann::json tip = nlohmann::json::object();
+            const char* systems[] = {"long", "short"};
+            for (int k = 0; k < 2; ++k)
+                tip[systems[k]] = {{"text", s.tipText[k].empty() ? nlohmann::json(nullptr) : nlohmann::json(s.tipText[k])},
+                                   {"threshold", s.tip[k]}};
+            out.push_back({{"file", s.file}, {"code", s.code}, {"market", s.market}, {"bars", s.bars}, {"unit", s.unit},
+                           {"long", Json(s.system[0])}, {"short", Json(s.system[1])}, {"tips", tip},
+                           {"tactics", {{"short", Json(s.tactic[0])}, {"mid", Json(s.tactic[1])}, {"long", Json(s.tactic[2])}}}});
+        }
+        std::cout << out.dump(1) << "\n";
+    } else {
+        std::printf("file,code,market,bars,long_point,long_date,long_price,short_point,short_date,short_price,"
+                    "long_tip,short_tip,tactic_short,tactic_short_date,tactic_mid,tactic_mid_date,tactic_long,"
+                    "tactic_long_date,error\n");
+        for (const Summary& s : rows) {
+            if (!s.error.empty()) {
+                std::printf("%s,,,,,,,,,,,,,,,,,,read error\n", s.file.c_str());
+                continue;
+            }
+            std::printf("%s,%s,%d,%d,%s,%s,%s,%s,%s,%s,%s,\n", s.file.c_str(), s.code.c_str(), s.market, s.bars,
+                        Cell(s.system[0], true).c_str(), Cell(s.system[1], true).c_str(),
+                        s.tipText[0].empty() ? "" : Number(s.tip[0]).c_str(),
+                        s.tipText[1].empty() ? "" : Number(s.tip[1]).c_str(), Cell(s.tactic[0], false).c_str(),
+                        Cell(s.tactic[1], false).c_str(), Cell(s.tactic[2], false).c_str());
+        }
+    }
+    return failed > 0 ? 1 : 0;
+}
+
+}  // namespace fenxi_cli
