@@ -343,6 +343,7 @@ BarFile ReadBars(std::istream& stream, const std::string& path, const ReadOption
         throw InputError(path + ":" + std::to_string(lines.Number()) + ": no bars after the header" +
                          (out.suspended > 0 ? " (all " + std::to_string(out.suspended) + " rows are suspended: all prices 0)" : ""));
 
+    out.decimals = digits;
     // The unit: forced, or the largest power of ten up to the decimals that
     // keeps every price within 32 bits.
     constexpr long double kLimit = 2147483647.0L;

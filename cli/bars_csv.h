@@ -30,6 +30,7 @@ struct ReadOptions {
 struct BarFile {
     std::vector<UNIKDATA> bars;  // oldest first
     int unit = 100;
+    int decimals = 0;            // the most decimals a price of the file is written with
     std::string code;            // a six-digit security code found in the file name, if any
     int market = 0;              // 1 Shanghai, 0 Shenzhen
     std::string marketFrom;      // what the market was read from ("suffix .XSHG", "first digit", ...)

@@ -53,9 +53,9 @@ std::string Number(double v, int minDecimals) {
     return t;
 }
 
-int LineDecimals(const char* measure, int unit) {
-    if (std::strcmp(measure, "price") == 0) return UnitDecimals(unit);
-    if (std::strcmp(measure, "percent") == 0) return UnitDecimals(unit) + 2;
+int LineDecimals(const char* measure, int priceDecimals) {
+    if (std::strcmp(measure, "price") == 0) return priceDecimals;
+    if (std::strcmp(measure, "percent") == 0) return priceDecimals + 2;
     return 0;
 }
 

@@ -15,8 +15,8 @@ std::string Price(std::int64_t raw, int unit);
 // A value with up to eight significant digits, trailing zeros dropped, but
 // never fewer than `minDecimals` decimals; "nan" for NaN.
 std::string Number(double v, int minDecimals = 0);
-// The least decimals of a line: the prices' for price lines, two more for
-// percent lines, none for counts.
-int LineDecimals(const char* measure, int unit);
+// The least decimals of a line: the prices' (`priceDecimals`) for price
+// lines, two more for percent lines, none for counts.
+int LineDecimals(const char* measure, int priceDecimals);
 
 }  // namespace fenxi_cli

@@ -98,12 +98,13 @@ Computed Compute(const OperationSpec& op, BarFile& f, const Params& params, bool
 
 // The value of line k at bar i in true units, empty before the line's first
 // valid bar.
-std::string LineValue(const OperationSpec& op, const Params& p, const Computed& c, int k, int i, int unit) {
+std::string LineValue(const OperationSpec& op, const Params& p, const Computed& c, int k, int i, int unit,
+                      int decimals) {
     std::int64_t first = 0, end = 0;
     fenxi::ValidRange(op, p, k, static_cast<std::int64_t>(c.rows.size()), first, end);
     if (i < first || i >= end) return "";
     return Number(c.rows[i].FenXi[op.lines[k].column] / fenxi::TrueScale(op, k, p, unit),
-                  LineDecimals(fenxi::ScaleName(op, k, p), unit));
+                  LineDecimals(fenxi::ScaleName(op, k, p), decimals));
 }
 
 void Resolve(const OperationSpec& op, const std::vector<int>& given, Params& p) {
@@ -278,7 +279,7 @@ int Calc(const std::string& name, const std::vector<int>& given, const Input& in
         std::printf("%s,%s", Date(f.bars[i].Date).c_str(), Time(f.bars[i].Time).c_str());
         for (int k = 0; k < op.lineCount; ++k) {
             const double v = values[k][i];
-            std::printf(",%s", v != v ? "" : Number(v, LineDecimals(fenxi::ScaleName(op, k, params), f.unit)).c_str());
+            std::printf(",%s", v != v ? "" : Number(v, LineDecimals(fenxi::ScaleName(op, k, params), f.decimals)).c_str());
         }
         std::printf("\n");
     }
@@ -544,7 +545,7 @@ int Report(const Input& in) {
         std::printf("  %-5s", ma ? "MA" : op.name);
         for (int k = 0; k < op.lineCount; ++k) {
             const std::string label = ma ? "MA" + std::to_string(params[k]) : op.lines[k].name;
-            const std::string v = LineValue(op, params, c, k, n - 1, f.unit);
+            const std::string v = LineValue(op, params, c, k, n - 1, f.unit, f.decimals);
             std::printf("  %s %s", label.c_str(), v.empty() ? "-" : v.c_str());
         }
         std::printf("\n");

@@ -1,6 +1,8 @@
 // Runs the built fenxi tool as a user would.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -51,7 +53,7 @@ TEST(Cli, ReportOnTheShippedSample) {
 }
 
 TEST(Cli, BrokenFilesNameTheFileAndLine) {
-    struct Case { const char* name; const char* text; const char* message; };
+    struct Case { std::string name, text, message; };
     const Case cases[] = {
         {"no_close.csv", "date,open,high,low\n2020-01-02,1,2,1\n", "no_close.csv:1: missing column 'close'"},
         {"text.csv", "date,open,high,low,close\n20200102,1,2,1,1.5\n20200103,1,abc,1,1\n",
@@ -62,13 +64,57 @@ TEST(Cli, BrokenFilesNameTheFileAndLine) {
         {"empty.csv", "", "empty.csv:1: empty file"},
         {"header_only.csv", "date,open,high,low,close\n", "header_only.csv:1: no bars"},
         {"bad_date.csv", "date,open,high,low,close\n2020-13-01,1,2,1,1\n", "bad_date.csv:2: '2020-13-01' is not a date"},
+        {"feb31.csv", "date,open,high,low,close\n2024-02-31,1,2,1,1\n", "feb31.csv:2: '2024-02-31' is not a date"},
+        {"clock.csv", "date,time,open,high,low,close\n20240102,25:99,1,2,1,1\n", "clock.csv:2: '25:99' is not a time"},
+        {"negative.csv", "date,open,high,low,close\n20240102,-1,2,1,1\n", "negative.csv:2: '-1' is negative"},
+        {"outside.csv", "date,open,high,low,close\n20240102,1,2,1,3\n", "outside.csv:2: close outside low..high"},
+        {"volume.csv", "date,open,high,low,close,volume\n20240102,1,2,1,1,1e30\n", "volume.csv:2: a volume of 2^63"},
+        {"huge.csv", "date,open,high,low,close\n20240102,1,3000000000,1,1\n", "huge.csv:2: a price of 3000000000"},
+        {"long_field.csv", "date,open,high,low,close\n20240102,1," + std::string(100, '9') + ",1,1\n",
+         "long_field.csv:2: a value longer than 64 bytes in column high"},
+        {"long_line.csv", "date,open,high,low,close\n20240102,1," + std::string(50000, '9') + ",1,1\n",
+         "long_line.csv:2: a line longer than 4096 bytes"},
+        {"binary.csv", std::string("date,open\0high", 14), "binary.csv:1: a byte 0: not a text file"},
+        {"suspended.csv", "date,open,high,low,close\n20240102,0,0,0,0\n", "no bars after the header (all 1 rows are suspended"},
     };
     for (const Case& c : cases) {
         const Result r = Fenxi("calc MA1 -i " + Write(c.name, c.text));
         EXPECT_EQ(r.status, 1) << c.name;
         EXPECT_NE(r.err.find(c.message), std::string::npos) << r.err;
+        EXPECT_LT(r.err.size(), 400u) << c.name;  // a long field is never echoed whole
         EXPECT_TRUE(r.out.empty()) << c.name;
     }
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Fenxi("calc MA1 -i /dev/zero").status, 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+// Usage errors exit with 2 and say what is wrong; data that needs a word
+// gets one on stderr.
+TEST(Cli, UsageErrorsAndNotices) {
+    const std::pair<std::string, std::string> usage[] = {
+        {"calc MA1 0", "N=0 is outside 1..10000"},       {"calc BOLL -20", "N=-20 is outside"},
+        {"calc KDJ 0 3 3", "N=0 is outside"},           {"calc MA1 --unit -5", "--unit"},
+        {"tips --bar -5", "--bar -5 is outside 0..2812"}, {"signals --short --long", "excludes"},
+        {"chart 9 1", "chart type 9 is not one of 0-5"}, {"calc MA1 --update --raw-update", "excludes"},
+    };
+    for (const auto& [args, words] : usage) {
+        const Result r = Fenxi(args + " -i " + kSample);
+        EXPECT_EQ(r.status, 2) << args;
+        EXPECT_NE(r.err.find(words), std::string::npos) << args << ": " << r.err;
+    }
+    Result r = Fenxi("calc MA1 -i " + Write("sh600000_gap.csv", "date,open,high,low,close\n20240102,1.5,2,1,1.5\n"
+                                                                "20240103,0,0,0,0\n20240104,1.5,2,1,1.75\n"));
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.err.find("1 suspended rows (all prices 0) skipped"), std::string::npos) << r.err;
+    EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 3);
+    r = Fenxi("calc MA1 1 -i " + Write("fine.csv", "date,open,high,low,close\n20240102,3244.669922,3250,3240,3244.669922\n"
+                                                  "20240103,3244.669922,3250,3240,3244.669922\n"));
+    EXPECT_NE(r.out.find("2024-01-03,,3244.669920\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.err.find("4 prices rounded to unit 100000, by at most 2e-06"), std::string::npos) << r.err;
+    r = Fenxi("--version");
+    EXPECT_EQ(r.status, 0);
+    EXPECT_NE(r.out.find("formula"), std::string::npos);
 }
 
 TEST(Cli, UnknownIndicatorListsTheValidOnes) {

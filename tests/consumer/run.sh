@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs a built fenxi tree into a scratch prefix and builds two consumers
-# against it: one with find_package(fenxi), one with pkg-config (C++ and C).
+# against it: one with find_package(fenxi), one with pkg-config (C++ and C);
+# then runs the installed tool and imports the installed Python package.
 set -euo pipefail
 build=$1 work=$2
 here=$(cd "$(dirname "$0")" && pwd)
@@ -20,4 +21,14 @@ c++ -std=c++20 "$here/main.cpp" $(pkg-config --cflags --libs fenxi) -Wl,-rpath,"
 cc -std=c99 -Wall -Wextra -pedantic -Werror "$here/main.c" $(pkg-config --cflags --libs fenxi) -Wl,-rpath,"$libdir" -o "$work/pc_c"
 "$work/pc_cpp"
 "$work/pc_c"
+# The installed tool finds its library and its sample from the prefix alone.
+if [ -x "$prefix/bin/fenxi" ]; then
+  env -u LD_LIBRARY_PATH "$prefix/bin/fenxi" --version
+  (cd / && env -u LD_LIBRARY_PATH "$prefix/bin/fenxi" | grep -q "2813 bars")
+fi
+# The installed Python package imports from the prefix's site-packages.
+site=$(find "$prefix" -path '*-packages/fenxi' -type d | head -n1)
+if [ -n "$site" ]; then
+  (cd / && PYTHONPATH=$(dirname "$site") /usr/bin/python3 -c "import fenxi; assert len(fenxi.MACD(fenxi.sample())) == 2813")
+fi
 echo "package consumers ok"
