@@ -197,3 +197,22 @@ TEST(Cli, CsvJsonUpdateChartSignalsTipsFlowAndNewestFirstFiles) {
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out, "date,time,VOLUME\n2020-01-02,,2000\n2020-01-03,,1000\n");
 }
+
+TEST(Cli, ScanReportsEveryFileAndSkipsABrokenOne) {
+    const auto dir = std::filesystem::temp_directory_path() / ("fenxi_scan_" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir);
+    std::filesystem::copy_file(kSample, dir / "daily_sz002032.csv", std::filesystem::copy_options::overwrite_existing);
+    std::ofstream(dir / "broken.csv") << "date,open,high,low,close\n20200102,1,abc,1,1\n";
+    for (const char* jobs : {"1", "2"}) {
+        const Result r = Fenxi("scan " + dir.string() + " --jobs " + jobs);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_NE(r.err.find("broken.csv:2: 'abc' is not a price"), std::string::npos) << r.err;
+        EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 3);  // header and two rows, in file order
+        EXPECT_NE(r.out.find("\nbroken.csv,"), std::string::npos);
+        EXPECT_NE(r.out.find("\ndaily_sz002032.csv,002032,0,2813,"), std::string::npos) << r.out;
+    }
+    const Result json = Fenxi("scan --json " + (dir / "daily_sz002032.csv").string());
+    EXPECT_EQ(json.status, 0);
+    EXPECT_NE(json.out.find("\"tactics\""), std::string::npos);
+    std::filesystem::remove_all(dir);
+}
