@@ -519,19 +519,32 @@ std::string SamplePath() {
 }
 
 // The main job: one security's last bar, standard lines, points and tips.
-int Report(const Input& in) {
+int Report(const Input& in, bool json) {
     BarFile f = in.Load();
     const int n = static_cast<int>(f.bars.size());
     const UNIKDATA& last = f.bars.back();
     const std::string name = in.path.substr(in.path.find_last_of('/') + 1);
-    std::printf("%s: %s, market %d (%s; --code and --market override), %d bars %s .. %s, unit %d\n\n", name.c_str(),
-                f.code.empty() ? "no code" : f.code.c_str(), f.market, f.marketFrom.c_str(), n,
-                Date(f.bars.front().Date).c_str(), Date(last.Date).c_str(), f.unit);
-    std::printf("Last bar %s %s  open %s  high %s  low %s  close %s  volume %llu  amount %.0f\n\n",
-                Date(last.Date).c_str(), Time(last.Time).c_str(), Price(last.Open, f.unit).c_str(),
-                Price(last.High, f.unit).c_str(), Price(last.Low, f.unit).c_str(), Price(last.Close, f.unit).c_str(),
-                static_cast<unsigned long long>(last.Volume), last.Amount);
-    std::printf("Lines at the last bar\n");
+    nlohmann::json out;
+    out["file"] = name;
+    out["code"] = f.code;
+    out["market"] = f.market;
+    out["marketFrom"] = f.marketFrom;
+    out["bars"] = n;
+    out["unit"] = f.unit;
+    auto price = [&](std::int32_t raw) { return static_cast<double>(raw) / f.unit; };
+    out["last"] = {{"date", Date(last.Date)}, {"time", Time(last.Time)}, {"open", price(last.Open)},
+                   {"high", price(last.High)}, {"low", price(last.Low)}, {"close", price(last.Close)},
+                   {"volume", last.Volume}, {"amount", last.Amount}};
+    if (!json) {
+        std::printf("%s: %s, market %d (%s; --code and --market override), %d bars %s .. %s, unit %d\n\n", name.c_str(),
+                    f.code.empty() ? "no code" : f.code.c_str(), f.market, f.marketFrom.c_str(), n,
+                    Date(f.bars.front().Date).c_str(), Date(last.Date).c_str(), f.unit);
+        std::printf("Last bar %s %s  open %s  high %s  low %s  close %s  volume %llu  amount %.0f\n\n",
+                    Date(last.Date).c_str(), Time(last.Time).c_str(), Price(last.Open, f.unit).c_str(),
+                    Price(last.High, f.unit).c_str(), Price(last.Low, f.unit).c_str(), Price(last.Close, f.unit).c_str(),
+                    static_cast<unsigned long long>(last.Volume), last.Amount);
+        std::printf("Lines at the last bar\n");
+    }
     const std::pair<const char*, std::vector<int>> standard[] = {{"MA4", {5, 10, 20, 60}}, {"MACD", {12, 26, 9}},
                                                                  {"KDJ", {9, 3, 3}},       {"RSI", {6, 12}},
                                                                  {"BOLL", {20, 2, -2}},    {"BIAS", {6, 12, 24}},
@@ -542,42 +555,56 @@ int Report(const Input& in) {
         Resolve(op, given, params);
         const Computed c = Compute(op, f, params, false);
         const bool ma = std::string(op.name) == "MA4";
-        std::printf("  %-5s", ma ? "MA" : op.name);
+        if (!json) std::printf("  %-5s", ma ? "MA" : op.name);
         for (int k = 0; k < op.lineCount; ++k) {
             const std::string label = ma ? "MA" + std::to_string(params[k]) : op.lines[k].name;
             const std::string v = LineValue(op, params, c, k, n - 1, f.unit, f.decimals);
-            std::printf("  %s %s", label.c_str(), v.empty() ? "-" : v.c_str());
+            out["lines"][ma ? "MA" : op.name][label] = v.empty() ? nlohmann::json(nullptr) : nlohmann::json(std::stod(v));
+            if (!json) std::printf("  %s %s", label.c_str(), v.empty() ? "-" : v.c_str());
         }
-        std::printf("\n");
+        if (!json) std::printf("\n");
     }
     for (bool shortSystem : {false, true}) {
         CAnalysisTechniques engine;
         SystemFlags flags;
         flags.shortSystem = shortSystem;
         const auto signals = Mount(engine, f, flags);
+        const char* label = shortSystem ? "short" : "long";
+        out["systems"][label]["points"] = signals.size();
+        if (!signals.empty()) {
+            const _SIG_TABLE& s = signals.back();
+            out["systems"][label]["last"] = {{"point", s.Kind == 0 ? "D" : "K"}, {"date", Date(s.Date)},
+                                             {"bar", s.BarIndex}, {"price", s.Price / 10000}, {"link", s.Link}};
+        }
+        if (json) continue;
         std::printf("\n%s system: %zu points%s\n", shortSystem ? "Short-term" : "Long-term", signals.size(),
                     signals.size() > 10 ? " (the last 10; 'fenxi signals' lists them all)" : "");
         PrintSignals(signals, f, 10);
     }
-    std::printf("\nTactics pools: the latest record of each ('fenxi tactics' lists them all)\n");
+    if (!json) std::printf("\nTactics pools: the latest record of each ('fenxi tactics' lists them all)\n");
     for (const char* pool : {"short", "mid", "long"}) {
         const std::vector<TacticRecord> records = RunPool(f, pool);
         if (records.empty()) {
-            std::printf("  %-5s  none\n", pool);
+            out["tactics"][pool] = nullptr;
+            if (!json) std::printf("  %-5s  none\n", pool);
             continue;
         }
         const TacticRecord& r = records.back();
-        std::printf("  %-5s  %-5s %s bar %d price %s%s%s\n", pool, r.kind.c_str(), Date(r.date).c_str(), r.bar,
-                    Number(r.price).c_str(), r.hasMeasure ? "  " : "", r.name.c_str());
+        out["tactics"][pool] = {{"kind", r.kind}, {"tactic", r.name}, {"date", Date(r.date)}, {"bar", r.bar},
+                                {"price", r.price}};
+        if (!json)
+            std::printf("  %-5s  %-5s %s bar %d price %s%s%s\n", pool, r.kind.c_str(), Date(r.date).c_str(), r.bar,
+                        Number(r.price).c_str(), r.hasMeasure ? "  " : "", r.name.c_str());
     }
-
-    std::printf("\nTips for the last bar\n");
+    if (!json) std::printf("\nTips for the last bar\n");
     for (bool shortSystem : {true, false}) {
         double price = 0;
         const std::string text = Tip(f, shortSystem, n - 1, price);
-        std::printf("[%s]\n%s\n", shortSystem ? "short-term" : "long-term",
-                    text.empty() ? "(no tip for this bar)" : text.c_str());
+        const char* label = shortSystem ? "short-term" : "long-term";
+        out["tips"][label] = {{"text", text.empty() ? nlohmann::json(nullptr) : nlohmann::json(text)}, {"threshold", price}};
+        if (!json) std::printf("[%s]\n%s\n", label, text.empty() ? "(no tip for this bar)" : text.c_str());
     }
+    if (json) std::cout << out.dump(1) << "\n";
     return 0;
 }
 
@@ -593,6 +620,8 @@ int main(int argc, char** argv) {
     app.set_version_flag("--version", std::string("fenxi ") + kVersion + ", formula " + version);
     Input report;
     report.path = SamplePath();
+    bool reportJson = false;
+    app.add_flag("--json", reportJson, "the report as JSON");
     AddInput(&app, report, false);
 
     bool listJson = false;
@@ -693,7 +722,7 @@ int main(int argc, char** argv) {
             std::cerr << app.help() << "\nfenxi: no sample data beside the tool: give -i FILE\n";
             return 2;
         }
-        return Report(report);
+        return Report(report, reportJson);
     } catch (const InputError& e) {
         std::cerr << e.what() << "\n";
         return 1;

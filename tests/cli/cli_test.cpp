@@ -50,6 +50,9 @@ TEST(Cli, ReportOnTheShippedSample) {
     EXPECT_EQ(r.status, 0) << r.err;
     for (const char* part : {"2813 bars", "MACD", "KDJ", "Long-term system", "Short-term system", "Tactics pools", "操作提示"})
         EXPECT_NE(r.out.find(part), std::string::npos) << part;
+    const Result json = Fenxi("--json");
+    EXPECT_EQ(json.status, 0);
+    EXPECT_NE(json.out.find("\"marketFrom\": \"prefix sz\""), std::string::npos);
 }
 
 TEST(Cli, BrokenFilesNameTheFileAndLine) {
