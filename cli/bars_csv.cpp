@@ -230,6 +230,27 @@ double Number(const std::string& text, const std::string& where, const char* col
 
 }  // namespace
 
+int BrickUnit(const BarFile& f, int param) {
+    std::vector<std::int32_t> closes;
+    for (const UNIKDATA& b : f.bars) closes.push_back(b.Close);
+    std::nth_element(closes.begin(), closes.begin() + static_cast<std::ptrdiff_t>(closes.size() / 2), closes.end());
+    const double median = static_cast<double>(closes[closes.size() / 2]) / f.unit;
+    std::int64_t highest = 0;
+    for (const UNIKDATA& b : f.bars) highest = std::max<std::int64_t>(highest, b.High);
+    const double box = std::clamp(param, 2000, 10000);
+    auto distance = [&](std::int64_t unit) { return std::fabs(std::log10(box / unit / (median / 100))); };
+    std::int64_t unit = f.unit;
+    while (highest * (unit * 10 / f.unit) <= INT32_MAX && unit * 10 <= 1000000000 && distance(unit * 10) < distance(unit))
+        unit *= 10;
+    return static_cast<int>(unit);
+}
+
+void Rescale(BarFile& f, int unit) {
+    const auto factor = static_cast<std::int32_t>(unit / f.unit);
+    for (UNIKDATA& b : f.bars) b.Open *= factor, b.High *= factor, b.Low *= factor, b.Close *= factor;
+    f.unit = unit;
+}
+
 void CodeFromName(const std::string& path, BarFile& file) {
     const std::string name = path.substr(path.find_last_of('/') + 1);
     file.code.clear();

@@ -18,6 +18,7 @@
 #include "bars_csv.h"
 #include "format.h"
 #include "scan.h"
+#include "view.h"
 #include "fenxi/series.h"
 
 using namespace fenxi_cli;
@@ -286,33 +287,9 @@ int Calc(const std::string& name, const std::vector<int>& given, const Input& in
     return 0;
 }
 
-// The unit of a brick chart: the box is `param` raw units (the engine keeps
-// it within 2,000..10,000), so without --unit the bars are rescaled to the
-// power of ten (from the file's unit up, every price within 32 bits) that
-// puts a box nearest to 1 % of the median close.
-int BrickUnit(const BarFile& f, int param) {
-    std::vector<std::int32_t> closes;
-    for (const UNIKDATA& b : f.bars) closes.push_back(b.Close);
-    std::nth_element(closes.begin(), closes.begin() + closes.size() / 2, closes.end());
-    const double median = static_cast<double>(closes[closes.size() / 2]) / f.unit;
-    std::int64_t highest = 0;
-    for (const UNIKDATA& b : f.bars) highest = std::max<std::int64_t>(highest, b.High);
-    const double box = std::clamp(param, 2000, 10000);
-    auto distance = [&](std::int64_t unit) { return std::fabs(std::log10(box / unit / (median / 100))); };
-    std::int64_t unit = f.unit;
-    while (highest * (unit * 10 / f.unit) <= INT32_MAX && unit * 10 <= 1000000000 && distance(unit * 10) < distance(unit))
-        unit *= 10;
-    return static_cast<int>(unit);
-}
-
 int Chart(int type, int param, const Input& in, bool allowTruncated, bool json) {
     BarFile f = in.Load();
-    if (type == 4 && in.unit == 0) {
-        const int unit = BrickUnit(f, param);
-        const std::int32_t factor = unit / f.unit;
-        for (UNIKDATA& b : f.bars) b.Open *= factor, b.High *= factor, b.Low *= factor, b.Close *= factor;
-        f.unit = unit;
-    }
+    if (type == 4 && in.unit == 0) Rescale(f, BrickUnit(f, param));
     CAnalysisTechniques engine;
     UNIKDATA* blocks = nullptr;
     int count = 0;
@@ -696,6 +673,16 @@ int main(int argc, char** argv) {
     bool scanCsv = false;
     scan->add_flag("--csv", scanCsv, "one CSV row per file (the default)");
 
+    Input viewIn;
+    ViewOptions view;
+    std::string viewLines;
+    auto* viewCmd = app.add_subcommand("view", "one self-contained HTML chart page of the file");
+    AddInput(viewCmd, viewIn);
+    viewCmd->add_option("-o,--output", view.output, "the page (default: the input's name with .html)");
+    viewCmd->add_option("--lines", viewLines, "overlays, comma separated: MA, BOLL, EXPMA:12:0, ... (default MA)");
+    viewCmd->add_option("--pane", view.panes, "an oscillator pane, repeatable (default MACD and KDJ)");
+    viewCmd->add_option("--assets", view.assets, "where view.js and the chart library are (default: found)");
+
     Input flowIn;
     std::string which;
     auto* flow = app.add_subcommand("flow", "capital-flow line: zj (LDX_OBV_DIF) or sh");
@@ -717,6 +704,17 @@ int main(int argc, char** argv) {
         if (*tips) return Tips(tipsIn, bar, tipsJson);
         if (*flow) return Flow(which, flowIn, flowJson);
         if (*scan) return Scan(scanInputs, scanJobs, scanJson);
+        if (*viewCmd) {
+            if (!viewLines.empty()) {
+                view.lines.clear();
+                std::stringstream list(viewLines);
+                for (std::string item; std::getline(list, item, ',');)
+                    if (!item.empty()) view.lines.push_back(item);
+            }
+            BarFile f = viewIn.Load();
+            std::printf("%s\n", WriteView(f, viewIn.path, view).c_str());
+            return 0;
+        }
         if (*tactics) return Tactics(tacticsIn, tacticsLong ? "long" : tacticsMid ? "mid" : "short", tacticsJson);
         if (report.path.empty()) {
             std::cerr << app.help() << "\nfenxi: no sample data beside the tool: give -i FILE\n";

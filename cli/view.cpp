@@ -1,0 +1,266 @@
+#include "view.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "fenxi/series.h"
+
+namespace fenxi_cli {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+// Seconds since 1970 of a bar's date and time, as UTC: the chart's time axis.
+std::int64_t Seconds(std::int32_t date, std::int32_t time) {
+    std::tm t{};
+    t.tm_year = date / 10000 - 1900;
+    t.tm_mon = date / 100 % 100 - 1;
+    t.tm_mday = date % 100;
+    t.tm_hour = time / 10000;
+    t.tm_min = time / 100 % 100;
+    t.tm_sec = time % 100;
+    return static_cast<std::int64_t>(timegm(&t));
+}
+
+double Price(std::int32_t raw, int unit) { return static_cast<double>(raw) / unit; }
+
+// A value as the page shows it: eight significant digits keep the page small.
+json Shown(double v) {
+    if (v != v) return nullptr;
+    char text[32];
+    std::snprintf(text, sizeof text, "%.8g", v);
+    return std::strtod(text, nullptr);
+}
+
+// "MA" is the four usual averages; otherwise a registry name with optional
+// ":"-separated parameters.
+std::pair<const fenxi::OperationSpec*, std::vector<int>> Parse(const std::string& spec) {
+    std::stringstream in(spec);
+    std::string name, p;
+    std::getline(in, name, ':');
+    std::vector<int> params;
+    while (std::getline(in, p, ':')) {
+        try {
+            params.push_back(std::stoi(p));
+        } catch (const std::exception&) {
+            throw CLI::ValidationError("'" + spec + "': parameters are whole numbers");
+        }
+    }
+    if (name == "MA" || name == "ma") return {fenxi::FindOperation("MA4"), params};
+    const fenxi::OperationSpec* op = fenxi::FindOperation(name);
+    if (op == nullptr) {
+        std::string names = " MA";
+        for (const fenxi::OperationSpec& o : fenxi::Operations()) names += std::string(" ") + o.name;
+        throw CLI::ValidationError("unknown line or pane '" + name + "'; valid:" + names);
+    }
+    return {op, params};
+}
+
+// One operation's lines over the bars, aligned with them (null: no value).
+json LinesOf(const std::string& spec, const fenxi::Bars& bars) {
+    const auto [op, params] = Parse(spec);
+    const fenxi::Lines lines = fenxi::Compute(op->name, params, bars);
+    if (!lines.ok()) throw CLI::ValidationError(lines.error.message);
+    json out = {{"name", std::string(op->name) == "MA4" && params.empty() ? "MA" : spec}, {"lines", json::array()}};
+    for (std::size_t k = 0; k < lines.names.size(); ++k) {
+        json values = json::array();
+        for (double v : lines.values[k]) values.push_back(Shown(v));
+        out["lines"].push_back({{"name", lines.names[k]}, {"values", std::move(values)}});
+    }
+    return out;
+}
+
+json Systems(BarFile& f) {
+    json out = json::array();
+    const int n = static_cast<int>(f.bars.size());
+    for (bool shortSystem : {false, true}) {
+        CAnalysisTechniques engine;
+        std::vector<_SIG_TABLE> signals;
+        engine.MountAdvSys(signals, 0, false, !shortSystem, f.code.c_str(), f.market, 0, 0, 0, 0, 0, 0, 0, 0, 0, n,
+                           f.bars.data(), f.unit, shortSystem, false, false, false);
+        for (const _SIG_TABLE& s : signals)
+            out.push_back({{"bar", s.BarIndex}, {"system", shortSystem ? "short" : "long"},
+                           {"kind", s.Kind == 0 ? "D" : "K"}, {"seq", s.Sequence}, {"link", s.Link},
+                           {"price", s.Price / 10000}});
+    }
+    return out;
+}
+
+json Tactics(BarFile& f) {
+    json out = json::array();
+    const int n = static_cast<int>(f.bars.size());
+    CAnalysisTechniques engine;
+    for (int pool = 0; pool < 2; ++pool) {
+        std::vector<CE_LUE_SIGN> signs;
+        if (pool == 0) engine.TacticsPoolsShort(signs, n, f.bars.data(), f.unit);
+        else engine.TacticsPoolsMid(signs, n, f.bars.data(), f.unit);
+        for (const CE_LUE_SIGN& s : signs)
+            out.push_back({{"bar", s.BarIndex}, {"pool", pool == 0 ? "short" : "mid"},
+                           {"kind", s.Kind == 0 ? "entry" : "exit"}, {"tactic", s.Name}, {"price", s.Price / 10000}});
+    }
+    std::vector<_SIG_TABLE> points;
+    engine.TacticsPools(points, n, f.bars.data(), f.unit);
+    for (const _SIG_TABLE& s : points)
+        out.push_back({{"bar", s.BarIndex}, {"pool", "long"}, {"kind", s.Kind == 0 ? "entry" : "exit"},
+                       {"tactic", ""}, {"price", s.Price / 10000}});
+    return out;
+}
+
+json Tips(BarFile& f) {
+    json out = json::object();
+    const int n = static_cast<int>(f.bars.size());
+    for (bool shortSystem : {true, false}) {
+        CAnalysisTechniques engine;
+        std::vector<_SIG_TABLE> signals;
+        engine.MountAdvSys(signals, 0, false, !shortSystem, f.code.c_str(), f.market, 0, 0, 0, 0, 0, 0, 0, 0, 0, n,
+                           f.bars.data(), f.unit, shortSystem, false, false, false);
+        std::string text;
+        double price = 0;
+        int near = 0;
+        const int ok = shortSystem ? engine.GetShortTermCPXTips(f.market, f.code.c_str(), false, 0, f.bars.data(),
+                                                                f.unit, n, signals, n - 1, text, price, 0, near, false,
+                                                                false)
+                                   : engine.GetLongTermCPXTips(f.market, f.code.c_str(), true, 0, f.bars.data(), f.unit,
+                                                               n, signals, n - 1, text, price, 0, near, false, false);
+        out[shortSystem ? "short-term" : "long-term"] = ok ? json(text) : json(nullptr);
+    }
+    return out;
+}
+
+// The line-break (3 lines), brick and reversal charts as bars with their
+// dates, at most kMaxDerivedBars of each.
+constexpr int kMaxDerivedBars = 100000;
+json Charts(BarFile& f) {
+    json out = json::object();
+    const std::pair<const char*, std::pair<int, int>> kinds[] = {{"break", {3, 3}}, {"brick", {4, 2000}},
+                                                                 {"reversal", {5, 3}}};
+    for (const auto& [name, chart] : kinds) {
+        // Bricks as `fenxi chart 4` chooses them, coarser while there are
+        // more than the page should hold.
+        const int brickUnit = chart.first == 4 ? BrickUnit(f, chart.second) : f.unit;
+        UNIKDATA* blocks = nullptr;
+        int count = 0, unit = f.unit;
+        ATP_KLINE settings{};
+        for (int tries = 0; tries < 6; ++tries) {
+            BarFile scaled = f;
+            unit = f.unit;
+            settings.ChartType = chart.first;
+            settings.ChartParam = chart.second;
+            if (chart.first == 4) {
+                int u = brickUnit;
+                for (int k = 0; k < tries && u > f.unit; ++k) u /= 10;
+                Rescale(scaled, u);
+                unit = u;
+                if (u == f.unit && tries > 0) settings.ChartParam = 10000;
+            }
+            FreeKLineBars(&blocks);
+            CAnalysisTechniques engine;
+            CAnalysisTechniques::FENXIDATA* rows = nullptr;
+            CAnalysisTechniques::FENXIDATA_PROPERTY property{};
+            engine.GenerateKLINE(scaled.bars.data(), unit, static_cast<int>(scaled.bars.size()), blocks, count, rows,
+                                 &property, &settings, f.code.c_str());
+            if (chart.first != 4 || count <= kMaxDerivedBars || (unit == f.unit && settings.ChartParam == 10000)) break;
+        }
+        json list = json::array();
+        for (int k = 0; k < count && k < kMaxDerivedBars; ++k) {
+            const UNIKDATA& b = blocks[k];
+            list.push_back({b.Date, Price(b.Open, unit), Price(b.High, unit), Price(b.Low, unit), Price(b.Close, unit)});
+        }
+        FreeKLineBars(&blocks);
+        out[name] = {{"parameter", settings.ChartParam}, {"unit", unit}, {"bars", std::move(list)}};
+    }
+    return out;
+}
+
+std::string Slurp(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+// The page's scripts: --assets, beside an installed tool, or the source tree.
+fs::path Assets(const std::string& given) {
+    std::vector<fs::path> places;
+    if (!given.empty()) places.emplace_back(given);
+    std::error_code ec;
+    const fs::path exe = fs::canonical("/proc/self/exe", ec);
+    if (!ec) places.push_back(exe.parent_path().parent_path() / "share" / "fenxi" / "web");
+    places.emplace_back(FENXI_SOURCE_WEB_DIR);
+    for (const fs::path& p : places)
+        if (fs::exists(p / "view.js", ec) && fs::exists(p / "lightweight-charts.standalone.production.js", ec))
+            return p;
+        else if (fs::exists(p / "view.js", ec) &&
+                 fs::exists(p / "node_modules/lightweight-charts/dist/lightweight-charts.standalone.production.js", ec))
+            return p;
+    throw std::runtime_error("the chart library is missing: run 'npm ci' in web/ (scripts/deps.sh does), or give --assets");
+}
+
+std::string Library(const fs::path& assets) {
+    const fs::path flat = assets / "lightweight-charts.standalone.production.js";
+    if (fs::exists(flat)) return Slurp(flat);
+    return Slurp(assets / "node_modules/lightweight-charts/dist/lightweight-charts.standalone.production.js");
+}
+
+// JSON inside a script element: "</" must not end it.
+std::string Embedded(const std::string& text) {
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t k = 0; k < text.size(); ++k) {
+        if (text[k] == '<' && k + 1 < text.size() && text[k + 1] == '/') {
+            out += "<\\/";
+            ++k;
+        } else {
+            out += text[k];
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+std::string WriteView(BarFile& f, const std::string& input, const ViewOptions& options) {
+    const fs::path assets = Assets(options.assets);
+    fenxi::Bars bars{f.bars, f.unit};
+    json data;
+    data["title"] = fs::path(input).filename().string() + (f.code.empty() ? "" : " " + f.code);
+    data["unit"] = f.unit;
+    bool intraday = false;
+    json rows = json::array();
+    for (const UNIKDATA& b : f.bars) {
+        intraday = intraday || b.Time != 0;
+        rows.push_back({Seconds(b.Date, b.Time), Price(b.Open, f.unit), Price(b.High, f.unit), Price(b.Low, f.unit),
+                        Price(b.Close, f.unit), b.Volume});
+    }
+    data["intraday"] = intraday;
+    data["bars"] = std::move(rows);
+    data["overlays"] = json::array();
+    for (const std::string& spec : options.lines) data["overlays"].push_back(LinesOf(spec, bars));
+    data["panes"] = json::array();
+    for (const std::string& spec : options.panes) data["panes"].push_back(LinesOf(spec, bars));
+    data["points"] = Systems(f);
+    data["tactics"] = Tactics(f);
+    data["tips"] = Tips(f);
+    data["charts"] = Charts(f);
+
+    const std::string output = options.output.empty() ? fs::path(input).stem().string() + ".html" : options.output;
+    std::ofstream page(output, std::ios::binary);
+    if (!page) throw std::runtime_error(output + ": cannot write the page");
+    page << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>fenxi: "
+         << data["title"].get<std::string>() << "</title>\n<style>\n" << Slurp(assets / "view.css") << "</style>\n"
+         << "</head>\n<body>\n<div id=\"app\"></div>\n"
+         << "<script>\n" << Library(assets) << "\n</script>\n"
+         << "<script id=\"fenxi-data\" type=\"application/json\">" << Embedded(data.dump()) << "</script>\n"
+         << "<script>\n" << Slurp(assets / "view.js") << "\n</script>\n</body>\n</html>\n";
+    if (!page) throw std::runtime_error(output + ": cannot write the page");
+    return output;
+}
+
+}  // namespace fenxi_cli
