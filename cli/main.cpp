@@ -20,6 +20,7 @@
 #include "scan.h"
 #include "view.h"
 #include "fenxi/series.h"
+#include "fenxi/signals.h"
 
 using namespace fenxi_cli;
 using fenxi::OperationSpec;
@@ -335,19 +336,16 @@ int Chart(int type, int param, const Input& in, bool allowTruncated, bool json) 
     return 0;
 }
 
-struct SystemFlags {
-    bool shortSystem = false, narrow = false, limitRules = false, drawdownExit = false;
+struct SystemChoice {
+    bool shortSystem = false;
+    fenxi::SystemFlags flags;
 };
 
-std::vector<_SIG_TABLE> Mount(CAnalysisTechniques& engine, BarFile& f, const SystemFlags& s) {
-    std::vector<_SIG_TABLE> signals;
-    engine.MountAdvSys(signals, 0, false, !s.shortSystem, f.code.c_str(), f.market, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                       static_cast<int>(f.bars.size()), f.bars.data(), f.unit, s.shortSystem, s.drawdownExit, s.narrow,
-                       s.limitRules);
-    return signals;
-}
+fenxi::Bars AsBars(const BarFile& f) { return fenxi::Bars{f.bars, f.unit}; }
+fenxi::Security SecurityOf(const BarFile& f) { return fenxi::Security{f.code, f.market}; }
+fenxi::System SystemOf(bool shortSystem) { return shortSystem ? fenxi::System::Short : fenxi::System::Long; }
 
-void PrintSignals(const std::vector<_SIG_TABLE>& signals, const BarFile& f, std::size_t last) {
+void PrintSignals(const std::vector<_SIG_TABLE>& signals, std::size_t last) {
     std::printf("  %5s  %-5s %-10s %6s %10s  %s\n", "seq", "point", "date", "bar", "price", "closes");
     const std::size_t from = signals.size() > last ? signals.size() - last : 0;
     for (std::size_t k = from; k < signals.size(); ++k) {
@@ -357,31 +355,11 @@ void PrintSignals(const std::vector<_SIG_TABLE>& signals, const BarFile& f, std:
         std::printf("  %5d  %-5s %-10s %6d %10s  %s\n", s.Sequence, s.Kind == 0 ? "D" : "K", Date(s.Date).c_str(),
                     s.BarIndex, price, s.Kind == 0 ? "" : ("#" + std::to_string(s.Link)).c_str());
     }
-    (void)f;
 }
 
-// The tip text of one system for bar `index`; empty when it gives none.
-std::string Tip(BarFile& f, bool shortSystem, int index, double& price) {
-    CAnalysisTechniques engine;
-    SystemFlags flags;
-    flags.shortSystem = shortSystem;
-    auto signals = Mount(engine, f, flags);
-    std::string text;
-    int near = 0;
-    const int n = static_cast<int>(f.bars.size());
-    price = 0;
-    const int ok = shortSystem
-                       ? engine.GetShortTermCPXTips(f.market, f.code.c_str(), false, 0, f.bars.data(), f.unit, n,
-                                                    signals, index, text, price, 0, near, false, false)
-                       : engine.GetLongTermCPXTips(f.market, f.code.c_str(), true, 0, f.bars.data(), f.unit, n,
-                                                   signals, index, text, price, 0, near, false, false);
-    return ok ? text : "";
-}
-
-int Signals(const Input& in, const SystemFlags& flags, bool json) {
+int Signals(const Input& in, const SystemChoice& choice, bool json) {
     BarFile f = in.Load();
-    CAnalysisTechniques engine;
-    const auto signals = Mount(engine, f, flags);
+    const auto signals = fenxi::RunSystem(AsBars(f), SystemOf(choice.shortSystem), SecurityOf(f), choice.flags).points;
     if (json) {
         nlohmann::json out = nlohmann::json::array();
         for (const _SIG_TABLE& s : signals)
@@ -405,61 +383,34 @@ int Tips(const Input& in, std::optional<int> bar, bool json) {
         throw CLI::ValidationError("--bar " + std::to_string(index) + " is outside 0.." + std::to_string(n - 1));
     nlohmann::json out = nlohmann::json::object();
     for (bool shortSystem : {true, false}) {
-        double price = 0;
-        const std::string text = Tip(f, shortSystem, index, price);
+        const fenxi::TipText tip = fenxi::RunSystem(AsBars(f), SystemOf(shortSystem), SecurityOf(f), {}, index).tip;
         const char* label = shortSystem ? "short-term" : "long-term";
         if (json)
-            out[label] = {{"text", text.empty() ? nlohmann::json(nullptr) : nlohmann::json(text)}, {"threshold", price}};
+            out[label] = {{"text", tip.given ? nlohmann::json(tip.text) : nlohmann::json(nullptr)},
+                          {"threshold", tip.threshold}};
         else
-            std::printf("[%s] threshold %.6f\n%s\n", label, price, text.empty() ? "(no tip for this bar)" : text.c_str());
+            std::printf("[%s] threshold %.6f\n%s\n", label, tip.threshold,
+                        tip.given ? tip.text.c_str() : "(no tip for this bar)");
     }
     if (json) std::cout << nlohmann::json{{"bar", index}, {"date", Date(f.bars[index].Date)}, {"tips", out}}.dump(1) << "\n";
     return 0;
 }
 
-// A pool's records in one shape: the long pool's D and K points carry no
-// tactic of their own.
-struct TacticRecord {
-    int sequence, bar, link;
-    std::string name, kind;
-    std::int32_t date, time;
-    double price, measure;
-    bool hasMeasure;
-};
-
-std::vector<TacticRecord> RunPool(BarFile& f, const std::string& pool) {
-    CAnalysisTechniques engine;
-    const int n = static_cast<int>(f.bars.size());
-    std::vector<TacticRecord> out;
-    if (pool == "long") {
-        std::vector<_SIG_TABLE> points;
-        engine.TacticsPools(points, n, f.bars.data(), f.unit);
-        for (const _SIG_TABLE& s : points)
-            out.push_back({s.Sequence, s.BarIndex, s.Link, "", s.Kind == 0 ? "entry" : "exit", s.Date, s.Time,
-                           s.Price / 10000, 0, false});
-        return out;
-    }
-    std::vector<CE_LUE_SIGN> signs;
-    if (pool == "short")
-        engine.TacticsPoolsShort(signs, n, f.bars.data(), f.unit);
-    else
-        engine.TacticsPoolsMid(signs, n, f.bars.data(), f.unit);
-    for (const CE_LUE_SIGN& s : signs)
-        out.push_back({s.Sequence, s.BarIndex, s.Link, s.Name, s.Kind == 0 ? "entry" : "exit", s.Date, s.Time,
-                       s.Price / 10000, s.Measure, true});
-    return out;
+fenxi::Pool PoolOf(const std::string& pool) {
+    return pool == "long" ? fenxi::Pool::Long : pool == "mid" ? fenxi::Pool::Mid : fenxi::Pool::Short;
 }
 
 int Tactics(const Input& in, const std::string& pool, bool json) {
     BarFile f = in.Load();
-    const std::vector<TacticRecord> records = RunPool(f, pool);
+    const std::vector<fenxi::TacticRecord> records = fenxi::Tactics(AsBars(f), PoolOf(pool));
     if (json) {
         nlohmann::json out = nlohmann::json::array();
-        for (const TacticRecord& r : records) {
-            nlohmann::json row = {{"sequence", r.sequence}, {"kind", r.kind},   {"date", Date(r.date)},
-                                  {"time", Time(r.time)},   {"bar", r.bar},     {"price", r.price},
+        for (const fenxi::TacticRecord& r : records) {
+            nlohmann::json row = {{"sequence", r.sequence}, {"kind", r.entry ? "entry" : "exit"},
+                                  {"date", Date(r.date)},   {"time", Time(r.time)},
+                                  {"bar", r.bar},           {"price", r.price},
                                   {"link", r.link}};
-            if (r.hasMeasure) {
+            if (r.tactic != 0) {
                 row["tactic"] = r.name;
                 row["measure"] = r.measure;
             }
@@ -469,10 +420,10 @@ int Tactics(const Input& in, const std::string& pool, bool json) {
         return 0;
     }
     std::printf("seq,tactic,kind,date,time,bar,price,measure,link\n");
-    for (const TacticRecord& r : records)
-        std::printf("%d,%s,%s,%s,%s,%d,%s,%s,%d\n", r.sequence, r.name.c_str(), r.kind.c_str(), Date(r.date).c_str(),
-                    Time(r.time).c_str(), r.bar, Number(r.price).c_str(), r.hasMeasure ? Number(r.measure).c_str() : "",
-                    r.link);
+    for (const fenxi::TacticRecord& r : records)
+        std::printf("%d,%s,%s,%s,%s,%d,%s,%s,%d\n", r.sequence, r.name.c_str(), r.entry ? "entry" : "exit",
+                    Date(r.date).c_str(), Time(r.time).c_str(), r.bar, Number(r.price).c_str(),
+                    r.tactic != 0 ? Number(r.measure).c_str() : "", r.link);
     return 0;
 }
 
@@ -541,11 +492,11 @@ int Report(const Input& in, bool json) {
         }
         if (!json) std::printf("\n");
     }
+    fenxi::TipText tips[2];
     for (bool shortSystem : {false, true}) {
-        CAnalysisTechniques engine;
-        SystemFlags flags;
-        flags.shortSystem = shortSystem;
-        const auto signals = Mount(engine, f, flags);
+        fenxi::SystemRun run = fenxi::RunSystem(AsBars(f), SystemOf(shortSystem), SecurityOf(f));
+        const auto& signals = run.points;
+        tips[shortSystem] = std::move(run.tip);
         const char* label = shortSystem ? "short" : "long";
         out["systems"][label]["points"] = signals.size();
         if (!signals.empty()) {
@@ -556,30 +507,31 @@ int Report(const Input& in, bool json) {
         if (json) continue;
         std::printf("\n%s system: %zu points%s\n", shortSystem ? "Short-term" : "Long-term", signals.size(),
                     signals.size() > 10 ? " (the last 10; 'fenxi signals' lists them all)" : "");
-        PrintSignals(signals, f, 10);
+        PrintSignals(signals, 10);
     }
     if (!json) std::printf("\nTactics pools: the latest record of each ('fenxi tactics' lists them all)\n");
     for (const char* pool : {"short", "mid", "long"}) {
-        const std::vector<TacticRecord> records = RunPool(f, pool);
+        const std::vector<fenxi::TacticRecord> records = fenxi::Tactics(AsBars(f), PoolOf(pool));
         if (records.empty()) {
             out["tactics"][pool] = nullptr;
             if (!json) std::printf("  %-5s  none\n", pool);
             continue;
         }
-        const TacticRecord& r = records.back();
-        out["tactics"][pool] = {{"kind", r.kind}, {"tactic", r.name}, {"date", Date(r.date)}, {"bar", r.bar},
+        const fenxi::TacticRecord& r = records.back();
+        const char* kind = r.entry ? "entry" : "exit";
+        out["tactics"][pool] = {{"kind", kind}, {"tactic", r.name}, {"date", Date(r.date)}, {"bar", r.bar},
                                 {"price", r.price}};
         if (!json)
-            std::printf("  %-5s  %-5s %s bar %d price %s%s%s\n", pool, r.kind.c_str(), Date(r.date).c_str(), r.bar,
-                        Number(r.price).c_str(), r.hasMeasure ? "  " : "", r.name.c_str());
+            std::printf("  %-5s  %-5s %s bar %d price %s%s%s\n", pool, kind, Date(r.date).c_str(), r.bar,
+                        Number(r.price).c_str(), r.name.empty() ? "" : "  ", r.name.c_str());
     }
     if (!json) std::printf("\nTips for the last bar\n");
     for (bool shortSystem : {true, false}) {
-        double price = 0;
-        const std::string text = Tip(f, shortSystem, n - 1, price);
+        const fenxi::TipText& tip = tips[shortSystem];
         const char* label = shortSystem ? "short-term" : "long-term";
-        out["tips"][label] = {{"text", text.empty() ? nlohmann::json(nullptr) : nlohmann::json(text)}, {"threshold", price}};
-        if (!json) std::printf("[%s]\n%s\n", label, text.empty() ? "(no tip for this bar)" : text.c_str());
+        out["tips"][label] = {{"text", tip.given ? nlohmann::json(tip.text) : nlohmann::json(nullptr)},
+                              {"threshold", tip.threshold}};
+        if (!json) std::printf("[%s]\n%s\n", label, tip.given ? tip.text.c_str() : "(no tip for this bar)");
     }
     if (json) std::cout << out.dump(1) << "\n";
     return 0;
@@ -631,7 +583,7 @@ int main(int argc, char** argv) {
     chart->add_flag("--json", chartJson, "the bars as JSON");
 
     Input sigIn;
-    SystemFlags flags;
+    SystemChoice flags;
     bool longSystem = false;
     auto* signals = app.add_subcommand("signals", "D and K points of the long/short system (long-term by default)");
     AddInput(signals, sigIn);
@@ -639,9 +591,9 @@ int main(int argc, char** argv) {
     auto* shortSystem = signals->add_flag("--short", flags.shortSystem, "the short-term channel system");
     signals->add_flag("--long", longSystem, "the long-term system (the default)")->excludes(shortSystem);
     signals->add_flag("--json", signalsJson, "the points as JSON");
-    signals->add_flag("--narrow", flags.narrow, "narrow price-limit constants");
-    signals->add_flag("--limit-rules", flags.limitRules, "the limit-price entry rule");
-    signals->add_flag("--drawdown-exit", flags.drawdownExit, "the 9 % drawdown exit (with --limit-rules)");
+    signals->add_flag("--narrow", flags.flags.narrowLimit, "narrow price-limit constants");
+    signals->add_flag("--limit-rules", flags.flags.limitRules, "the limit-price entry rule");
+    signals->add_flag("--drawdown-exit", flags.flags.drawdownExit, "the 9 % drawdown exit (with --limit-rules)");
 
     Input tipsIn;
     std::optional<int> bar;

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "bars_csv.h"
+#include "fenxi/signals.h"
 #include "format.h"
 
 namespace fenxi_cli {
@@ -45,38 +46,25 @@ Summary ScanOne(const std::string& path) {
     s.market = f.market;
     s.bars = static_cast<int>(f.bars.size());
     s.unit = f.unit;
-    const int n = s.bars;
+    const fenxi::Bars bars{std::move(f.bars), f.unit};
     for (int k = 0; k < 2; ++k) {
-        const bool shortSystem = k == 1;
-        CAnalysisTechniques engine;
-        std::vector<_SIG_TABLE> signals;
-        engine.MountAdvSys(signals, 0, false, !shortSystem, f.code.c_str(), f.market, 0, 0, 0, 0, 0, 0, 0, 0, 0, n,
-                           f.bars.data(), f.unit, shortSystem, false, false, false);
-        if (!signals.empty())
-            s.system[k] = {signals.back().Kind == 0 ? "D" : "K", "", signals.back().Date, signals.back().Price / 10000};
-        int near = 0;
-        const int ok = shortSystem ? engine.GetShortTermCPXTips(f.market, f.code.c_str(), false, 0, f.bars.data(),
-                                                                f.unit, n, signals, n - 1, s.tipText[k], s.tip[k], 0,
-                                                                near, false, false)
-                                   : engine.GetLongTermCPXTips(f.market, f.code.c_str(), true, 0, f.bars.data(), f.unit,
-                                                               n, signals, n - 1, s.tipText[k], s.tip[k], 0, near,
-                                                               false, false);
-        if (!ok) s.tipText[k].clear();
+        fenxi::SystemRun run = fenxi::RunSystem(bars, k == 0 ? fenxi::System::Long : fenxi::System::Short,
+                                                fenxi::Security{f.code, f.market});
+        if (!run.points.empty()) {
+            const _SIG_TABLE& p = run.points.back();
+            s.system[k] = {p.Kind == 0 ? "D" : "K", "", p.Date, p.Price / 10000};
+        }
+        s.tipText[k] = run.tip.text;
+        s.tip[k] = run.tip.threshold;
     }
-    CAnalysisTechniques engine;
-    std::vector<CE_LUE_SIGN> signs;
-    for (int pool = 0; pool < 2; ++pool) {
-        signs.clear();
-        if (pool == 0) engine.TacticsPoolsShort(signs, n, f.bars.data(), f.unit);
-        else engine.TacticsPoolsMid(signs, n, f.bars.data(), f.unit);
-        if (!signs.empty())
-            s.tactic[pool] = {signs.back().Kind == 0 ? "entry" : "exit", signs.back().Name, signs.back().Date,
-                              signs.back().Price / 10000};
+    const fenxi::Pool pools[] = {fenxi::Pool::Short, fenxi::Pool::Mid, fenxi::Pool::Long};
+    for (int k = 0; k < 3; ++k) {
+        const std::vector<fenxi::TacticRecord> records = fenxi::Tactics(bars, pools[k]);
+        if (!records.empty()) {
+            const fenxi::TacticRecord& r = records.back();
+            s.tactic[k] = {r.entry ? "entry" : "exit", r.name, r.date, r.price};
+        }
     }
-    std::vector<_SIG_TABLE> points;
-    engine.TacticsPools(points, n, f.bars.data(), f.unit);
-    if (!points.empty())
-        s.tactic[2] = {points.back().Kind == 0 ? "entry" : "exit", "", points.back().Date, points.back().Price / 10000};
     return s;
 }
 

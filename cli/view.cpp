@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "fenxi/series.h"
+#include "fenxi/signals.h"
 
 namespace fenxi_cli {
 namespace {
@@ -77,60 +78,29 @@ json LinesOf(const std::string& spec, const fenxi::Bars& bars) {
     return out;
 }
 
-json Systems(BarFile& f) {
-    json out = json::array();
-    const int n = static_cast<int>(f.bars.size());
+// Both systems' points and their tips for the last bar.
+void Systems(const fenxi::Bars& bars, const BarFile& f, json& points, json& tips) {
+    points = json::array();
+    tips = json::object();
     for (bool shortSystem : {false, true}) {
-        CAnalysisTechniques engine;
-        std::vector<_SIG_TABLE> signals;
-        engine.MountAdvSys(signals, 0, false, !shortSystem, f.code.c_str(), f.market, 0, 0, 0, 0, 0, 0, 0, 0, 0, n,
-                           f.bars.data(), f.unit, shortSystem, false, false, false);
-        for (const _SIG_TABLE& s : signals)
-            out.push_back({{"bar", s.BarIndex}, {"system", shortSystem ? "short" : "long"},
-                           {"kind", s.Kind == 0 ? "D" : "K"}, {"seq", s.Sequence}, {"link", s.Link},
-                           {"price", s.Price / 10000}});
+        const fenxi::SystemRun run = fenxi::RunSystem(bars, shortSystem ? fenxi::System::Short : fenxi::System::Long,
+                                                      fenxi::Security{f.code, f.market});
+        for (const _SIG_TABLE& s : run.points)
+            points.push_back({{"bar", s.BarIndex}, {"system", shortSystem ? "short" : "long"},
+                              {"kind", s.Kind == 0 ? "D" : "K"}, {"seq", s.Sequence}, {"link", s.Link},
+                              {"price", s.Price / 10000}});
+        tips[shortSystem ? "short-term" : "long-term"] = run.tip.given ? json(run.tip.text) : json(nullptr);
     }
-    return out;
 }
 
-json Tactics(BarFile& f) {
+json Tactics(const fenxi::Bars& bars) {
     json out = json::array();
-    const int n = static_cast<int>(f.bars.size());
-    CAnalysisTechniques engine;
-    for (int pool = 0; pool < 2; ++pool) {
-        std::vector<CE_LUE_SIGN> signs;
-        if (pool == 0) engine.TacticsPoolsShort(signs, n, f.bars.data(), f.unit);
-        else engine.TacticsPoolsMid(signs, n, f.bars.data(), f.unit);
-        for (const CE_LUE_SIGN& s : signs)
-            out.push_back({{"bar", s.BarIndex}, {"pool", pool == 0 ? "short" : "mid"},
-                           {"kind", s.Kind == 0 ? "entry" : "exit"}, {"tactic", s.Name}, {"price", s.Price / 10000}});
-    }
-    std::vector<_SIG_TABLE> points;
-    engine.TacticsPools(points, n, f.bars.data(), f.unit);
-    for (const _SIG_TABLE& s : points)
-        out.push_back({{"bar", s.BarIndex}, {"pool", "long"}, {"kind", s.Kind == 0 ? "entry" : "exit"},
-                       {"tactic", ""}, {"price", s.Price / 10000}});
-    return out;
-}
-
-json Tips(BarFile& f) {
-    json out = json::object();
-    const int n = static_cast<int>(f.bars.size());
-    for (bool shortSystem : {true, false}) {
-        CAnalysisTechniques engine;
-        std::vector<_SIG_TABLE> signals;
-        engine.MountAdvSys(signals, 0, false, !shortSystem, f.code.c_str(), f.market, 0, 0, 0, 0, 0, 0, 0, 0, 0, n,
-                           f.bars.data(), f.unit, shortSystem, false, false, false);
-        std::string text;
-        double price = 0;
-        int near = 0;
-        const int ok = shortSystem ? engine.GetShortTermCPXTips(f.market, f.code.c_str(), false, 0, f.bars.data(),
-                                                                f.unit, n, signals, n - 1, text, price, 0, near, false,
-                                                                false)
-                                   : engine.GetLongTermCPXTips(f.market, f.code.c_str(), true, 0, f.bars.data(), f.unit,
-                                                               n, signals, n - 1, text, price, 0, near, false, false);
-        out[shortSystem ? "short-term" : "long-term"] = ok ? json(text) : json(nullptr);
-    }
+    const std::pair<fenxi::Pool, const char*> pools[] = {
+        {fenxi::Pool::Short, "short"}, {fenxi::Pool::Mid, "mid"}, {fenxi::Pool::Long, "long"}};
+    for (const auto& [pool, name] : pools)
+        for (const fenxi::TacticRecord& r : fenxi::Tactics(bars, pool))
+            out.push_back({{"bar", r.bar}, {"pool", name}, {"kind", r.entry ? "entry" : "exit"}, {"tactic", r.name},
+                           {"price", r.price}});
     return out;
 }
 
@@ -245,9 +215,8 @@ std::string WriteView(BarFile& f, const std::string& input, const ViewOptions& o
     for (const std::string& spec : options.lines) data["overlays"].push_back(LinesOf(spec, bars));
     data["panes"] = json::array();
     for (const std::string& spec : options.panes) data["panes"].push_back(LinesOf(spec, bars));
-    data["points"] = Systems(f);
-    data["tactics"] = Tactics(f);
-    data["tips"] = Tips(f);
+    Systems(bars, f, data["points"], data["tips"]);
+    data["tactics"] = Tactics(bars);
     data["charts"] = Charts(f);
 
     const std::string output = options.output.empty() ? fs::path(input).stem().string() + ".html" : options.output;

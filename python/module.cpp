@@ -11,6 +11,7 @@
 
 #include "bars_csv.h"
 #include "fenxi/series.h"
+#include "fenxi/signals.h"
 
 namespace py = pybind11;
 
@@ -106,22 +107,20 @@ py::list Operations() {
     return out;
 }
 
+fenxi::System SystemOf(bool shortSystem) { return shortSystem ? fenxi::System::Short : fenxi::System::Long; }
+
 // D and K points of the long-term (or short-term) system.
 py::dict Signals(const fenxi::Bars& bars, bool shortSystem, const std::string& code, int market, bool narrow,
                  bool limitRules, bool drawdownExit) {
-    std::vector<UNIKDATA> copy = bars.bars;
-    std::vector<_SIG_TABLE> signals;
+    fenxi::SystemRun run;
     {
         py::gil_scoped_release free;
-        CAnalysisTechniques engine;
-        engine.MountAdvSys(signals, 0, false, !shortSystem, code.c_str(), market, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                           static_cast<int>(copy.size()), copy.data(), bars.unit, shortSystem, drawdownExit, narrow,
-                           limitRules);
+        run = fenxi::RunSystem(bars, SystemOf(shortSystem), {code, market}, {narrow, limitRules, drawdownExit});
     }
     std::vector<int> seq, bar, date, time, link;
     std::vector<std::string> kind;
     std::vector<double> price;
-    for (const _SIG_TABLE& s : signals) {
+    for (const _SIG_TABLE& s : run.points) {
         seq.push_back(s.Sequence);
         kind.push_back(s.Kind == 0 ? "D" : "K");
         bar.push_back(s.BarIndex);
@@ -139,68 +138,42 @@ py::dict Tips(const fenxi::Bars& bars, int index, const std::string& code, int m
     const int n = static_cast<int>(bars.bars.size());
     if (index < 0) index += n;
     if (index < 0 || index >= n) throw py::index_error("bar " + std::to_string(index) + " is outside the bars");
-    std::vector<UNIKDATA> copy = bars.bars;
     py::dict out;
     for (bool shortSystem : {true, false}) {
-        std::string text;
-        double price = 0;
-        int ok = 0;
+        fenxi::TipText tip;
         {
             py::gil_scoped_release free;
-            CAnalysisTechniques engine;
-            std::vector<_SIG_TABLE> signals;
-            engine.MountAdvSys(signals, 0, false, !shortSystem, code.c_str(), market, 0, 0, 0, 0, 0, 0, 0, 0, 0, n,
-                               copy.data(), bars.unit, shortSystem, false, false, false);
-            int near = 0;
-            ok = shortSystem ? engine.GetShortTermCPXTips(market, code.c_str(), false, 0, copy.data(), bars.unit, n,
-                                                          signals, index, text, price, 0, near, false, false)
-                             : engine.GetLongTermCPXTips(market, code.c_str(), true, 0, copy.data(), bars.unit, n,
-                                                         signals, index, text, price, 0, near, false, false);
+            tip = fenxi::RunSystem(bars, SystemOf(shortSystem), {code, market}, {}, index).tip;
         }
-        out[shortSystem ? "short" : "long"] =
-            py::dict(py::arg("text") = ok ? py::object(py::str(text)) : py::none(), py::arg("threshold") = price);
+        out[shortSystem ? "short" : "long"] = py::dict(
+            py::arg("text") = tip.given ? py::object(py::str(tip.text)) : py::none(), py::arg("threshold") = tip.threshold);
     }
     return out;
 }
 
 // A tactics pool's records: "short", "mid" or "long".
 py::dict Tactics(const fenxi::Bars& bars, const std::string& pool) {
-    std::vector<UNIKDATA> copy = bars.bars;
-    const int n = static_cast<int>(copy.size());
-    std::vector<CE_LUE_SIGN> signs;
-    std::vector<_SIG_TABLE> points;
+    if (pool != "short" && pool != "mid" && pool != "long") throw py::value_error("pool is short, mid or long");
+    std::vector<fenxi::TacticRecord> records;
     {
         py::gil_scoped_release free;
-        CAnalysisTechniques engine;
-        if (pool == "short") engine.TacticsPoolsShort(signs, n, copy.data(), bars.unit);
-        else if (pool == "mid") engine.TacticsPoolsMid(signs, n, copy.data(), bars.unit);
-        else engine.TacticsPools(points, n, copy.data(), bars.unit);
+        records = fenxi::Tactics(bars, pool == "short" ? fenxi::Pool::Short
+                                       : pool == "mid" ? fenxi::Pool::Mid
+                                                       : fenxi::Pool::Long);
     }
-    if (pool != "short" && pool != "mid" && pool != "long") throw py::value_error("pool is short, mid or long");
     std::vector<int> seq, bar, date, time, link;
     std::vector<std::string> tactic, kind;
     std::vector<double> price, measure;
-    for (const CE_LUE_SIGN& s : signs) {
-        seq.push_back(s.Sequence);
-        tactic.push_back(s.Name);
-        kind.push_back(s.Kind == 0 ? "entry" : "exit");
-        bar.push_back(s.BarIndex);
-        date.push_back(s.Date);
-        time.push_back(s.Time);
-        price.push_back(s.Price / 10000);
-        measure.push_back(s.Measure);
-        link.push_back(s.Link);
-    }
-    for (const _SIG_TABLE& s : points) {
-        seq.push_back(s.Sequence);
-        tactic.push_back("");
-        kind.push_back(s.Kind == 0 ? "entry" : "exit");
-        bar.push_back(s.BarIndex);
-        date.push_back(s.Date);
-        time.push_back(s.Time);
-        price.push_back(s.Price / 10000);
-        measure.push_back(std::nan(""));
-        link.push_back(s.Link);
+    for (const fenxi::TacticRecord& r : records) {
+        seq.push_back(r.sequence);
+        tactic.push_back(r.name);
+        kind.push_back(r.entry ? "entry" : "exit");
+        bar.push_back(r.bar);
+        date.push_back(r.date);
+        time.push_back(r.time);
+        price.push_back(r.price);
+        measure.push_back(r.measure);
+        link.push_back(r.link);
     }
     return py::dict(py::arg("seq") = seq, py::arg("tactic") = tactic, py::arg("kind") = kind,
                     py::arg("date") = date, py::arg("time") = time, py::arg("bar") = bar, py::arg("price") = price,
