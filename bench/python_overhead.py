@@ -1,9 +1,11 @@
 """The Python layer's overhead over the direct C++ columnar call.
 
 For every registry operation at its defaults over 1,000,000 bars (the daily
-sample repeated), interleaved repetitions of fenxi.compute(name, DataFrame)
-and of fenxi::Compute(name, {}, PriceColumns) on the same columns; the table
-gives the fastest of each and their ratio. Run with the package on the path:
+sample repeated): repetitions of fenxi.compute(name, DataFrame) and of
+fenxi::Compute(name, {}, PriceColumns) on the same columns, each side in a
+run of its own after a warm-up (interleaving them lets one side's freed
+blocks decide whether the other faults its pages in afresh); the table gives
+the fastest of each and their ratio. Run with the package on the path:
     PYTHONPATH=build/release/python /usr/bin/python3 bench/python_overhead.py [repeats]
 """
 import sys
@@ -24,9 +26,9 @@ worst = 0.0
 for op in fenxi.operations():
     name = op["name"]
     fenxi.compute(name, frame)  # warm the thread's engine for this size
-    native, python = 1e300, 1e300
+    native = _fenxi._time_compute(name, *columns, repeats)
+    python = 1e300
     for _ in range(repeats):
-        native = min(native, _fenxi._time_compute(name, *columns, 1))
         start = time.perf_counter()
         fenxi.compute(name, frame)
         python = min(python, time.perf_counter() - start)

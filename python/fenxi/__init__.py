@@ -75,7 +75,7 @@ def bars(data: Any, unit: int | None = None) -> Bars:
     date = time = None
     if "date" in f:
         date, time = _dates(f["date"])
-    elif hasattr(data, "index") and np.issubdtype(np.asarray(data.index).dtype, np.datetime64):
+    elif hasattr(data, "index") and np.issubdtype(getattr(data.index, "dtype", np.dtype(object)), np.datetime64):
         date, time = _dates(np.asarray(data.index))
     if "time" in f:
         time = f["time"].astype(np.int32)
