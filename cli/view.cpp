@@ -42,8 +42,8 @@ json Shown(double v) {
 
 // "MA" is the four usual averages; otherwise a registry name with optional
 // ":"-separated parameters.
-std::pair<const fenxi::OperationSpec*, std::vector<int>> Parse(const std::string& spec) {
-    std::stringstream in(spec);
+std::pair<const fenxi::OperationSpec*, std::vector<int>> Parse(const std::string& item) {
+    std::stringstream in(item);
     std::string name, p;
     std::getline(in, name, ':');
     std::vector<int> params;
@@ -51,7 +51,7 @@ std::pair<const fenxi::OperationSpec*, std::vector<int>> Parse(const std::string
         try {
             params.push_back(std::stoi(p));
         } catch (const std::exception&) {
-            throw CLI::ValidationError("'" + spec + "': parameters are whole numbers");
+            throw CLI::ValidationError("'" + item + "': parameters are whole numbers");
         }
     }
     if (name == "MA" || name == "ma") return {fenxi::FindOperation("MA4"), params};
@@ -65,11 +65,11 @@ std::pair<const fenxi::OperationSpec*, std::vector<int>> Parse(const std::string
 }
 
 // One operation's lines over the bars, aligned with them (null: no value).
-json LinesOf(const std::string& spec, const fenxi::Bars& bars) {
-    const auto [op, params] = Parse(spec);
+json LinesOf(const std::string& item, const fenxi::Bars& bars) {
+    const auto [op, params] = Parse(item);
     const fenxi::Lines lines = fenxi::Compute(op->name, params, bars);
     if (!lines.ok()) throw CLI::ValidationError(lines.error.message);
-    json out = {{"name", std::string(op->name) == "MA4" && params.empty() ? "MA" : spec}, {"lines", json::array()}};
+    json out = {{"name", std::string(op->name) == "MA4" && params.empty() ? "MA" : item}, {"lines", json::array()}};
     for (std::size_t k = 0; k < lines.names.size(); ++k) {
         json values = json::array();
         for (double v : lines.values[k]) values.push_back(Shown(v));
@@ -212,9 +212,9 @@ std::string WriteView(BarFile& f, const std::string& input, const ViewOptions& o
     data["intraday"] = intraday;
     data["bars"] = std::move(rows);
     data["overlays"] = json::array();
-    for (const std::string& spec : options.lines) data["overlays"].push_back(LinesOf(spec, bars));
+    for (const std::string& item : options.lines) data["overlays"].push_back(LinesOf(item, bars));
     data["panes"] = json::array();
-    for (const std::string& spec : options.panes) data["panes"].push_back(LinesOf(spec, bars));
+    for (const std::string& item : options.panes) data["panes"].push_back(LinesOf(item, bars));
     Systems(bars, f, data["points"], data["tips"]);
     data["tactics"] = Tactics(bars);
     data["charts"] = Charts(f);
