@@ -68,6 +68,7 @@ using RowUpdater = void (*)(CAnalysisTechniques& engine, UNIKDATA* bars, int uni
 
 namespace detail {
 struct StreamForm;
+struct Kernel;
 }
 
 struct OperationSpec {
@@ -88,6 +89,7 @@ struct OperationSpec {
     // Overrides `scale` when a line's scale depends on the parameters.
     double (*scaleOf)(const std::int32_t* p, int line);
     const detail::StreamForm* stream;
+    const detail::Kernel* kernel;  // the one-pass arithmetic, null where the rows are still the route
 };
 
 // The registry, in the order `fenxi list` shows it.
@@ -166,6 +168,11 @@ FENXI_API Error ResolveParams(const OperationSpec& op, std::span<const int> give
 
 FENXI_API Lines Compute(std::string_view name, std::span<const int> params, const Bars& bars);
 FENXI_API Lines Compute(std::string_view name, std::span<const int> params, const PriceColumns& columns);
+// The same values written into the caller's arrays, one per line in the
+// registry's order, each holding exactly one value per bar: nothing is
+// allocated per call once a thread has computed a series that long.
+FENXI_API Error ComputeInto(std::string_view name, std::span<const int> params, const Bars& bars,
+                            std::span<const std::span<double>> lines);
 inline Lines Compute(std::string_view name, std::initializer_list<int> params, const Bars& bars) {
     return Compute(name, std::span<const int>(params.begin(), params.size()), bars);
 }

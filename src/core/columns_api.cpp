@@ -1,6 +1,7 @@
 // The columnar API: checked bars and parameters in, one contiguous array
 // per line out, in true units.
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -47,6 +48,53 @@ int DecimalsOf(const PriceColumns& c) {
         for (double x : column)
             while (most < 6 && !whole(x, most)) ++most;
     return most;
+}
+
+// The lines of a kernel, in row units: each line column straight into its
+// output array, the other columns it writes into scratch kept warm per
+// thread (faulting in fresh pages costs more than the arithmetic).
+void KernelLines(const detail::Kernel& kernel, const Bars& bars, int n, const std::int32_t* p, const OperationSpec& op,
+                 std::span<const std::span<double>> lines) {
+    thread_local std::vector<double> scratch;
+    LineOut view = LineOut::Columns();
+    std::uint64_t bound = 0;
+    for (int k = 0; k < op.lineCount; ++k) {
+        const int c = op.lines[k].column;
+        if (!(kernel.writes >> c & 1)) std::fill(lines[k].begin(), lines[k].end(), 0.0);  // as a zeroed row
+        view.Bind(c, lines[k].data());
+        bound |= std::uint64_t{1} << c;
+    }
+    const std::uint64_t others = kernel.writes & ~bound;
+    const std::size_t need = static_cast<std::size_t>(std::popcount(others)) * static_cast<std::size_t>(n);
+    if (scratch.size() < need) scratch.resize(need);
+    std::size_t at = 0;
+    for (int c = 0; c < kColumns; ++c)
+        if (others >> c & 1) view.Bind(c, scratch.data() + at), at += static_cast<std::size_t>(n);
+    kernel.run(bars.bars.data(), bars.unit, n, p, view);
+}
+
+// The lines through the class API's rows. A warm engine per thread: a fresh
+// one pays for faulting in its rows, which costs more than the arithmetic,
+// so the rows of the largest series a thread computed stay with it. They are
+// zeroed first, so the cells a generator leaves as the buffer held are 0, as
+// in a new engine. (MIKE keeps the engine's re-entrant lock; only this thread
+// ever takes it.)
+void RowLines(const OperationSpec& op, const Bars& bars, int n, const std::int32_t* p,
+              std::span<const std::span<double>> lines) {
+    thread_local CAnalysisTechniques engine;
+    Row* rows = nullptr;
+    RowProperty property{};
+    UNIKDATA* data = const_cast<UNIKDATA*>(bars.bars.data());  // generators only read the bars
+    engine.GenerateBuffer(data, bars.unit, rows, n);
+    op.generate(engine, data, bars.unit, rows, n, p, &property, 0);
+    for (int k = 0; k < op.lineCount; ++k) {
+        const int column = op.lines[k].column;
+        double* v = lines[k].data();
+        if (rows == nullptr)
+            std::fill(v, v + n, std::numeric_limits<double>::quiet_NaN());
+        else
+            for (int i = 0; i < n; ++i) v[i] = rows[i].FenXi[column];
+    }
 }
 
 }  // namespace
@@ -172,45 +220,59 @@ void ValidRange(const OperationSpec& op, const std::int32_t* p, int k, std::int6
     end = op.tailParam >= 0 ? std::max<std::int64_t>(first, n - p[op.tailParam]) : n;
 }
 
+Error ComputeInto(std::string_view name, std::span<const int> given, const Bars& bars,
+                  std::span<const std::span<double>> lines) {
+    const OperationSpec* op = FindOperation(name);
+    if (op == nullptr) return Fail(Errc::UnknownOperation, -1, "unknown operation '" + std::string(name) + "'");
+    std::int32_t p[kMaxParams];
+    if (Error e = ResolveParams(*op, given, p)) return e;
+    if (Error e = CheckBars(bars)) return e;
+    const std::size_t n = bars.bars.size();
+    if (lines.size() != static_cast<std::size_t>(op->lineCount))
+        return Fail(Errc::LengthMismatch, -1,
+                    std::string(op->name) + " has " + std::to_string(op->lineCount) + " lines, " +
+                        std::to_string(lines.size()) + " arrays given");
+    for (std::size_t k = 0; k < lines.size(); ++k)
+        if (lines[k].size() != n)
+            return Fail(Errc::LengthMismatch, -1,
+                        std::string("line ") + op->lines[k].name + " has room for " + std::to_string(lines[k].size()) +
+                            " values, bars " + std::to_string(n));
+    if (n == 0) return {};
+
+    const int count = static_cast<int>(n);
+    if (op->kernel != nullptr)
+        KernelLines(*op->kernel, bars, count, p, *op, lines);
+    else
+        RowLines(*op, bars, count, p, lines);
+
+    // Row units to true units; NaN outside each line's valid bars.
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (int k = 0; k < op->lineCount; ++k) {
+        const double scale = TrueScale(*op, k, p, bars.unit);
+        std::int64_t first = 0, end = 0;
+        ValidRange(*op, p, k, count, first, end);
+        double* v = lines[k].data();
+        for (std::int64_t i = 0; i < first; ++i) v[i] = nan;
+        for (std::int64_t i = first; i < end; ++i) v[i] = v[i] / scale;
+        for (std::int64_t i = end; i < count; ++i) v[i] = nan;
+    }
+    return {};
+}
+
 Lines Compute(std::string_view name, std::span<const int> given, const Bars& bars) {
     Lines out;
     out.unit = bars.unit;
     const OperationSpec* op = FindOperation(name);
-    if (op == nullptr) {
-        out.error = Fail(Errc::UnknownOperation, -1, "unknown operation '" + std::string(name) + "'");
-        return out;
+    const std::size_t lineCount = op != nullptr ? static_cast<std::size_t>(op->lineCount) : 0;
+    std::vector<std::vector<double>> values(lineCount);
+    std::span<double> views[kMaxLines];
+    for (std::size_t k = 0; k < lineCount; ++k) {
+        values[k].resize(bars.bars.size());
+        views[k] = values[k];
     }
-    std::int32_t p[kMaxParams];
-    if ((out.error = ResolveParams(*op, given, p))) return out;
-    if ((out.error = CheckBars(bars))) return out;
-
-    const int n = static_cast<int>(bars.bars.size());
-    // A warm engine per thread: a fresh one pays for faulting in its rows,
-    // which costs more than the arithmetic, so the rows of the largest series
-    // a thread computed stay with it. They are zeroed first, so the cells a
-    // generator leaves as the buffer held are 0, as in a new engine. (MIKE
-    // keeps the engine's re-entrant lock; only this thread ever takes it.)
-    thread_local CAnalysisTechniques engine;
-    Row* rows = nullptr;
-    RowProperty property{};
-    if (n > 0) {
-        UNIKDATA* data = const_cast<UNIKDATA*>(bars.bars.data());  // generators only read the bars
-        engine.GenerateBuffer(data, bars.unit, rows, n);
-        op->generate(engine, data, bars.unit, rows, n, p, &property, 0);
-    }
-
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    for (int k = 0; k < op->lineCount; ++k) {
-        const int column = op->lines[k].column;
-        const double scale = TrueScale(*op, k, p, bars.unit);
-        std::int64_t first = 0, end = 0;
-        ValidRange(*op, p, k, n, first, end);
-        std::vector<double> v(static_cast<std::size_t>(n), nan);
-        if (rows != nullptr)
-            for (std::int64_t i = first; i < end; ++i) v[i] = rows[i].FenXi[column] / scale;
-        out.names.emplace_back(op->lines[k].name);
-        out.values.push_back(std::move(v));
-    }
+    if ((out.error = ComputeInto(name, given, bars, std::span<const std::span<double>>(views, lineCount)))) return out;
+    for (std::size_t k = 0; k < lineCount; ++k) out.names.emplace_back(op->lines[k].name);
+    out.values = std::move(values);
     return out;
 }
 

@@ -41,6 +41,7 @@ struct Entry {
     bool updateRecomputes;
     std::int64_t (*firstValid)(const std::int32_t*, int);
     const StreamForm* stream;
+    const detail::Kernel* kernel = nullptr;
     int tailParam = -1;
     double (*scaleOf)(const std::int32_t*, int) = nullptr;
 };
@@ -61,6 +62,7 @@ OperationSpec Make(const Entry& e) {
     op.tailParam = e.tailParam;
     op.scaleOf = e.scaleOf;
     op.stream = e.stream;
+    op.kernel = e.kernel;
     return op;
 }
 
@@ -116,7 +118,7 @@ std::vector<OperationSpec> Build() {
         {"EXPMA", 10, {Period("N", 12), {"SHIFT", 0, 0, kMaxPeriod}}, {{"EXPMA", 0, kPrice}},
          "EXPMA = EMA(C, N) of the close SHIFT bars ahead, seeded with the first close",
          GEN(e.GenerateEXPMA(b, u, r, n, p[0], p[1], q, m)), UPD(e.UpdateEXPMA(b, u, r, n, p[0], p[1])), true,
-         FIRST(1), &steps::EXPMA, 1},
+         FIRST(1), &steps::EXPMA, nullptr, 1},
         {"SAR", 11, {Period("N", 10)}, {{"SAR", 4, kPrice}, {"DIRECTION", 5, kOne, Measure::Count}},
          "SAR' + AF*(extreme of the N previous bars - SAR'), AF 0.02 up to 0.2; DIRECTION 1 rising, -1 falling",
          GEN(e.GenerateSAR(b, u, r, n, p[0], q)), UPD(e.UpdateSAR(b, u, r, n, p[0])), true, FIRST(p[0]),
@@ -131,11 +133,11 @@ std::vector<OperationSpec> Build() {
          {{"DIF", 5, kPrice}, {"DEA", 6, kPrice}, {"MACD", 7, kPrice}},
          "DIF = EMA(C, SHORT) - EMA(C, LONG); DEA = EMA(DIF, M); MACD = 2*(DIF - DEA)",
          GEN(e.GenerateMACD(b, u, r, n, p[0], p[1], p[2], q)), UPD(e.UpdateMACD(b, u, r, n, p[0], p[1], p[2])), true,
-         FIRST(0), &steps::MACD},
+         FIRST(0), &steps::MACD, &kernels::MACD},
         {"RSI", 103, {Period("N1", 6), Period("N2", 12)}, {{"RSI1", 6, kPct}, {"RSI2", 7, kPct}},
          "RSIk = SMA(MAX(C-C1, 0), Nk, 1) / SMA(|C-C1|, Nk, 1) * 100",
          GEN(e.GenerateRSI(b, u, r, n, p[0], p[1], q)), UPD(e.UpdateRSI(b, u, r, n, p[0], p[1])), true, FIRST(1),
-         &steps::RSI},
+         &steps::RSI, &kernels::RSI},
         {"KDJ", 104, {Period("N", 9), Period("M1", 3), Period("M2", 3)},
          {{"K", 3, kPct}, {"D", 4, kPct}, {"J", 5, kPct}},
          "RSV = (C - LLV(L, N)) / (HHV(H, N) - LLV(L, N)) * 100; K = SMA(RSV, M1, 1); D = SMA(K, M2, 1); J = 3K - 2D",
@@ -281,7 +283,7 @@ std::vector<OperationSpec> Build() {
         {"LLV", 161, {{"FIELD", 2, 0, 3}, Period("N", 20)}, {{"LLV", 0, kPrice}},
          "LLV = lowest FIELD (0 open, 1 high, 2 low, 3 close) of the last N bars",
          GEN(e.GenerateLLV(b, u, r, n, static_cast<K>(p[0]), p[1], q)), nullptr, false,
-         FIRST(std::int64_t{p[1]} - 1), &steps::LLV, -1,
+         FIRST(std::int64_t{p[1]} - 1), &steps::LLV, nullptr, -1,
          // Over the low the engine keeps the raw integer.
          [](const std::int32_t* p, int) { return p[0] == 2 ? kUnit : kPrice; }},
         {"HHV", 162, {{"FIELD", 1, 0, 3}, Period("N", 20)}, {{"HHV", 0, kPrice}},

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "core/kernel.h"
 #include "fenxi/series.h"
 
 namespace fenxi::detail {
@@ -42,3 +43,8 @@ enum class Classic { DMI, ADX, DMA, BRAR, CR, ASI, Mike, TRIX, EMV, Chg, Chaikin
 const detail::StreamForm* ClassicStream(Classic which);
 std::int64_t ClassicFirstValid(Classic which, const std::int32_t* p, int line);
 }  // namespace fenxi::steps
+
+// The one-pass kernels the families define.
+namespace fenxi::kernels {
+extern const detail::Kernel MACD, RSI;
+}  // namespace fenxi::kernels

@@ -6,17 +6,74 @@
 
 using namespace fenxi;
 
+namespace fenxi::kernels {
 namespace {
 
-// dst = a / b per row, 0.0 where b is 0.0.
-void ColumnRatio(FENXIDATA* rows, int n, int a, int b, int dst) {
-    for (int i = 0; i < n; ++i) {
-        const double d = rows[i].FenXi[b];
-        rows[i].FenXi[dst] = d == 0.0 ? 0.0 : rows[i].FenXi[a] / d;
+// DIF = EMA(C, SHORT) - EMA(C, LONG); DEA = EMA(DIF, M); MACD = 2*(DIF - DEA),
+// each EMA ((p-1)*prev + 2x)/(p+1) seeded with its first input. Columns: 1
+// the close, 2 and 3 the two averages, 5 DIF, 6 DEA, 7 MACD.
+void Macd(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const double keep1 = Int32Term(std::int64_t{p[0]} - 1), div1 = Int32Term(std::int64_t{p[0]} + 1);
+    const double keep2 = Int32Term(std::int64_t{p[1]} - 1), div2 = Int32Term(std::int64_t{p[1]} + 1);
+    const double keep3 = Int32Term(std::int64_t{p[2]} - 1), div3 = Int32Term(std::int64_t{p[2]} + 1);
+    double x = b[0].Close * f, fast = x, slow = x, dif = fast - slow, dea = dif;
+    for (int i = 0;;) {
+        o.Ahead(1, i);
+        o.Ahead(7, i);
+        o(1, i) = x;
+        o(2, i) = fast;
+        o(3, i) = slow;
+        o(5, i) = dif;
+        o(6, i) = dea;
+        o(7, i) = (dif - dea) * 2.0;
+        if (++i == n) break;
+        x = b[i].Close * f;
+        fast = (keep1 * fast + (x + x)) / div1;
+        slow = (keep2 * slow + (x + x)) / div2;
+        dif = fast - slow;
+        dea = (keep3 * dea + (dif + dif)) / div3;
+    }
+}
+
+// RSIk = SMA(MAX(D, 0), Nk, 1) / SMA(|D|, Nk, 1) * 100 * 100, D = C - C1, the
+// smoothings ((p-1)*prev + x)/p seeded with 0 on bar 0 and the ratio 0 where
+// the move is 0. Columns: 8 and 9 MAX(D, 0) and |D|, 4 and 5 the N2
+// smoothings (the N1 ones are the row form's overwritten intermediates), 6
+// and 7 the lines.
+void Rsi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const double keep1 = Int32Term(std::int64_t{p[0]} - 1), keep2 = Int32Term(std::int64_t{p[1]} - 1);
+    const int q1 = p[0], q2 = p[1];
+    double up1 = 0.0, move1 = 0.0, up2 = 0.0, move2 = 0.0, up = 0.0, move = 0.0;
+    for (int i = 0;;) {
+        o.Ahead(4, i);
+        o.Ahead(9, i);
+        o(8, i) = up;
+        o(9, i) = move;
+        o(4, i) = up2;
+        o(5, i) = move2;
+        const double r1 = move1 == 0.0 ? 0.0 : up1 / move1;
+        const double r2 = move2 == 0.0 ? 0.0 : up2 / move2;
+        o(6, i) = r1 * 100.0 * 100.0;
+        o(7, i) = r2 * 100.0 * 100.0;
+        if (++i == n) break;
+        const double d = Int32Term(std::int64_t{b[i].Close} - b[i - 1].Close) * f;
+        up = d > 0 ? d : 0.0;
+        move = std::fabs(d);
+        up1 = (keep1 * up1 + up) / q1;
+        move1 = (keep1 * move1 + move) / q1;
+        up2 = (keep2 * up2 + up) / q2;
+        move2 = (keep2 * move2 + move) / q2;
     }
 }
 
 }  // namespace
+
+const detail::Kernel MACD{&Macd, detail::Cols({1, 2, 3, 5, 6, 7})};
+const detail::Kernel RSI{&Rsi, detail::Cols({4, 5, 6, 7, 8, 9})};
+
+}  // namespace fenxi::kernels
 
 void CAnalysisTechniques::GenerateMACD(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1, int p2, int p3,
                                        FENXIDATA_PROPERTY* property) {
@@ -35,14 +92,8 @@ void CAnalysisTechniques::GenerateMACD(UNIKDATA* bars, int unit, FENXIDATA*& out
     property->ValueScale = 10000;
     SetFormat(property, "%.2f");
     rows[0].FenXi[0] = 0.0;
-
-    ColumnFromClose(rows, n, bars, unit, 1);
-    ColumnEma(rows, n, 1, 2, p1);
-    ColumnEma(rows, n, 1, 3, p2);
-    for (int i = 0; i < n; ++i) rows[i].FenXi[5] = rows[i].FenXi[2] - rows[i].FenXi[3];
-    ColumnEma(rows, n, 5, 6, p3);
-    for (int i = 0; i < n; ++i) rows[i].FenXi[7] = rows[i].FenXi[5] - rows[i].FenXi[6];
-    ColumnScale(rows, n, 7, 7, 2.0);
+    const std::int32_t p[] = {p1, p2, p3};
+    RunKernel(kernels::MACD, bars, unit, rows, n, p);
     LeaveLock();
 }
 
@@ -59,26 +110,8 @@ void CAnalysisTechniques::GenerateRSI(UNIKDATA* bars, int unit, FENXIDATA*& out,
     SetFormat(property, "%.2f");
     rows[0].FenXi[0] = 3000.0;
     rows[0].FenXi[1] = 7000.0;
-    rows[0].FenXi[8] = rows[0].FenXi[9] = 0.0;
-
-    const double f = PriceFactor(unit);
-    for (int i = 1; i < n; ++i) {
-        const double d = Int32Term(std::int64_t{bars[i].Close} - bars[i - 1].Close) * f;
-        rows[i].FenXi[8] = d > 0 ? d : 0.0;
-        rows[i].FenXi[9] = std::fabs(d);
-    }
-    ColumnSmooth(rows, n, 8, 4, p1);
-    ColumnSmooth(rows, n, 9, 5, p1);
-    ColumnRatio(rows, n, 4, 5, 6);
-    ColumnScale(rows, n, 6, 6, 100.0);
-    ColumnSmooth(rows, n, 8, 4, p2);
-    ColumnSmooth(rows, n, 9, 5, p2);
-    ColumnRatio(rows, n, 4, 5, 7);
-    ColumnScale(rows, n, 7, 7, 100.0);
-    for (int i = 0; i < n; ++i) {
-        rows[i].FenXi[6] *= 100.0;
-        rows[i].FenXi[7] *= 100.0;
-    }
+    const std::int32_t p[] = {p1, p2};
+    RunKernel(kernels::RSI, bars, unit, rows, n, p);
     LeaveLock();
 }
 
