@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "core/kernel.h"
 #include "core/lanes.h"
 #include "core/pool.h"
 #include "core/series.h"
@@ -140,7 +141,7 @@ struct AverageLine {
 // / period, bit for bit. The work is done in chunks whose values and sums
 // stay in cache until they are written into the rows.
 template <int S, class Fill>
-void AverageColumns(FENXIDATA* rows, int n, const int (&srcCols)[S], const AverageLine* lines, int k, Fill fill) {
+void AverageColumns(const LineOut& rows, int n, const int (&srcCols)[S], const AverageLine* lines, int k, Fill fill) {
     if (n < 1 || k > 8) return;
     // One exactness check per source, for its longest window that gains from
     // a running sum; it then holds for every shorter window too.
@@ -190,9 +191,9 @@ void AverageColumns(FENXIDATA* rows, int n, const int (&srcCols)[S], const Avera
             lanes::Divide(out, to - from, lines[q].period);
         }
         for (int i = from; i < to; ++i) {
-            double* v = rows[i].FenXi;
-            for (int s = 0; s < S; ++s) v[srcCols[s]] = x[s * span + (i - base)];
-            for (int q = 0; q < k; ++q) v[dst[q]] = sums[static_cast<std::size_t>(q) * chunk + (i - from)];
+            rows.Ahead(srcCols[0], i);
+            for (int s = 0; s < S; ++s) rows(srcCols[s], i) = x[s * span + (i - base)];
+            for (int q = 0; q < k; ++q) rows(dst[q], i) = sums[static_cast<std::size_t>(q) * chunk + (i - from)];
         }
     }
 }
@@ -200,19 +201,12 @@ void AverageColumns(FENXIDATA* rows, int n, const int (&srcCols)[S], const Avera
 // Several averages of one column that value(i) gives: FenXi[src] = value(i)
 // and FenXi[dst[j]] = its average over periods[j].
 template <class Value>
-void ColumnAverages(FENXIDATA* rows, int n, int src, const int* dst, const int* periods, int k, Value value) {
+void ColumnAverages(const LineOut& rows, int n, int src, const int* dst, const int* periods, int k, Value value) {
     AverageLine lines[8];
     k = std::min(k, 8);
     for (int j = 0; j < k; ++j) lines[j] = {0, dst[j], periods[j]};
     const int srcCols[1] = {src};
     AverageColumns(rows, n, srcCols, lines, k, [&](int i, double* v) { v[0] = value(i); });
-}
-
-// ColumnAveragePlain's values for a column already in the rows.
-inline void ColumnAverage(FENXIDATA* rows, int n, int src, int dst, int p) {
-    const AverageLine line{0, dst, p};
-    const int srcCols[1] = {src};
-    AverageColumns(rows, n, srcCols, &line, 1, [&](int i, double* v) { v[0] = rows[i].FenXi[src]; });
 }
 
 // Highest (or lowest) of value(j) over j = max(0, i-period+1) .. i for every

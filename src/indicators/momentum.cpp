@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "core/registry.h"
+#include "core/window.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -47,6 +48,77 @@ double Cci(const FENXIDATA* rows, int i, bool firstRow) {
 
 }  // namespace
 
+namespace fenxi::kernels {
+namespace {
+
+// ROC = (C - REF(C, N)) * 10000 / REF(C, N) of the raw closes into column 1,
+// 0 before bar N.
+void RocKernel(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0];
+    for (int i = 0; i < std::min(period, n); ++i) o(1, i) = 0;
+    for (int i = period; i < n; ++i) {
+        o.Ahead(1, i);
+        o(1, i) = Roc(b, i, period);
+    }
+}
+
+// MTM = C - REF(C, N) into column 1 from bar N; MAMTM = MA(MTM, M) into
+// column 2 from bar N+M-1. Earlier cells are left as they were.
+void Mtm(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0], average = p[1];
+    if (period >= n) return;
+    const double f = PriceFactor(unit);
+    const int count = n - period;
+    PooledColumn mtm(static_cast<std::size_t>(count)), mean(static_cast<std::size_t>(count));
+    for (int j = 0; j < count; ++j) {
+        const int i = period + j;
+        mtm[j] = b[i].Close * f - b[i - period].Close * f;
+    }
+    AverageInto(mtm.data(), count, average, mean.data());
+    for (int j = 0; j < count; ++j) {
+        const int i = period + j;
+        o.Ahead(1, i);
+        o(1, i) = mtm[j];
+        if (j >= average - 1) o(2, i) = mean[j];
+    }
+}
+
+// TYP = (H+L+C)/3 into column 2; over each full window of N its average
+// (3), mean deviation (4) and CCI = (TYP - MA) / AVEDEV / 0.015 (5); a zero
+// deviation gives 200/3 on the first bar and repeats the previous value
+// after. Before the first full window 3-5 hold 0.
+void CciKernel(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0];
+    const double f = PriceFactor(unit);
+    PooledColumn typical(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i) o(2, i) = typical[i] = TypicalPrice(b[i], f);
+    for (int i = 0; i < std::min(period - 1, n); ++i) o(3, i) = o(4, i) = o(5, i) = 0;
+    if (period > n) return;
+    const int windows = n - period + 1;
+    PooledColumn mean(static_cast<std::size_t>(windows)), spread(static_cast<std::size_t>(windows));
+    lanes::WindowSums(typical.data(), windows, period, mean.data());
+    lanes::Divide(mean.data(), windows, period);
+    lanes::AbsoluteDeviations(typical.data(), mean.data(), windows, period, spread.data());
+    lanes::Divide(spread.data(), windows, period);
+    double cci = 66.66666666666667;
+    for (int k = 0; k < windows; ++k) {
+        const int i = period - 1 + k;
+        o.Ahead(3, i);
+        const double m = mean[k], d = spread[k];
+        if (d != 0.0) cci = (typical[i] - m) / d / 0.015;
+        o(3, i) = m;
+        o(4, i) = d;
+        o(5, i) = cci;
+    }
+}
+
+}  // namespace
+
+using detail::Cols;
+const detail::Kernel ROC{&RocKernel, Cols({1})}, MTM{&Mtm, Cols({1, 2})}, CCI{&CciKernel, Cols({2, 3, 4, 5})};
+
+}  // namespace fenxi::kernels
+
 void CAnalysisTechniques::GeneratePSY(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period,
                                       FENXIDATA_PROPERTY* property) {
     if (count < 1 || bars == nullptr || property == nullptr) return;
@@ -87,8 +159,8 @@ void CAnalysisTechniques::GenerateROC(UNIKDATA* bars, int, FENXIDATA*& out, int 
     property->EndPos[1] = count;
     SetLines(property, {4, 3}, 100);
     rows[0].FenXi[0] = 0.0;
-    for (int i = 0; i < std::min(period, count); ++i) rows[i].FenXi[1] = 0;
-    for (int i = period; i < count; ++i) rows[i].FenXi[1] = Roc(bars, i, period);
+    const std::int32_t p[] = {period};
+    RunKernel(kernels::ROC, bars, 0, rows, count, p);
     LeaveLock();
 }
 
@@ -109,11 +181,8 @@ void CAnalysisTechniques::GenerateMTM(UNIKDATA* bars, int unit, FENXIDATA*& out,
     SetLines(property, {4, 3, 3}, 1);
     rows[0].FenXi[0] = 0.0;
     if (period >= 1 && average >= 1) {
-        const double f = PriceFactor(unit);
-        for (int i = 0; i < count; ++i) {
-            if (i >= period) rows[i].FenXi[1] = bars[i].Close * f - bars[i - period].Close * f;
-            if (i >= std::int64_t{period} + average - 1) rows[i].FenXi[2] = sum(rows, count, i, average, 1) / average;
-        }
+        const std::int32_t p[] = {period, average};
+        RunKernel(kernels::MTM, bars, unit, rows, count, p);
     }
     LeaveLock();
 }
@@ -164,28 +233,15 @@ void CAnalysisTechniques::GenerateCCI(UNIKDATA* bars, int unit, FENXIDATA*& out,
     rows[0].FenXi[0] = 100.0;
     rows[0].FenXi[1] = -100.0;
 
-    const double f = PriceFactor(unit);
-    for (int i = 0; i < count; ++i) rows[i].FenXi[2] = TypicalPrice(bars[i], f);
-    for (int i = 0; i < std::min(period - 1, count); ++i) rows[i].FenXi[3] = rows[i].FenXi[4] = rows[i].FenXi[5] = 0;
-    if (period >= 1 && period <= count) {
-        // The averages and mean deviations of every full window in vector lanes.
-        const int windows = count - period + 1;
-        PooledColumn typical(static_cast<std::size_t>(count)), mean(static_cast<std::size_t>(windows)),
-            spread(static_cast<std::size_t>(windows));
-        for (int i = 0; i < count; ++i) typical[i] = rows[i].FenXi[2];
-        lanes::WindowSums(typical.data(), windows, period, mean.data());
-        lanes::Divide(mean.data(), windows, period);
-        lanes::AbsoluteDeviations(typical.data(), mean.data(), windows, period, spread.data());
-        lanes::Divide(spread.data(), windows, period);
-        for (int i = period - 1; i < count; ++i) {
-            double* v = rows[i].FenXi;
-            v[3] = mean[i - period + 1];
-            v[4] = spread[i - period + 1];
-            v[5] = Cci(rows, i, i == period - 1);
-        }
+    if (period >= 1) {
+        const std::int32_t p[] = {period};
+        RunKernel(kernels::CCI, bars, unit, rows, count, p);
         LeaveLock();
         return;
     }
+    // An empty window: 0.0 / 0 on every row.
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < count; ++i) rows[i].FenXi[2] = TypicalPrice(bars[i], f);
     for (int i = std::max(period - 1, 0); i < count; ++i) {
         double* v = rows[i].FenXi;
         v[3] = sum(rows, count, i, period, 2) / period;

@@ -23,6 +23,85 @@ void SetPriceScale(FENXIDATA_PROPERTY* property) {
 
 }  // namespace
 
+namespace fenxi::kernels {
+namespace {
+
+constexpr int kMaLines[] = {1, 2, 3, 4, 5, 6, 7};
+
+// MAk = SUM(C, Nk) / Nk into columns 1..K; column 0 the close.
+template <int K>
+void Ma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    ColumnAverages(o, n, 0, kMaLines, p, K, [&](int i) { return b[i].Close * f; });
+}
+
+// Each price's average over N: columns 0-3 the open, high, low and close,
+// 4-7 their averages.
+void MaChannel(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    static constexpr int kPrices[] = {0, 1, 2, 3};
+    const AverageLine lines[] = {{0, 4, p[0]}, {1, 5, p[0]}, {2, 6, p[0]}, {3, 7, p[0]}};
+    AverageColumns(o, n, kPrices, lines, 4, [&](int i, double* v) { CopyPrices(b[i], f, v[0], v[1], v[2], v[3]); });
+}
+
+// LIFEk = MA((H + C) / 2, k) for k = 65, 130; column 0 the mid price.
+void LifeLine(const UNIKDATA* b, int unit, int n, const std::int32_t*, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    ColumnAverages(o, n, 0, kMaLines, kLifeLinePeriods, 2, [&](int i) { return LifeLineMid(b[i], f); });
+}
+
+// SMAk = ((Nk-1)*SMAk' + C) / Nk, every line seeded with the first close;
+// column 0 the close.
+void Sma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    double keep[5], s[5];
+    int q[5];
+    const double first = b[0].Close * f;
+    for (int j = 0; j < 5; ++j) {
+        keep[j] = Int32Term(std::int64_t{p[j]} - 1);
+        q[j] = p[j];
+        s[j] = first;
+    }
+    o(0, 0) = first;
+    for (int j = 0; j < 5; ++j) o(1 + j, 0) = first;
+    for (int i = 1; i < n; ++i) {
+        o.Ahead(0, i);
+        const double x = b[i].Close * f;
+        o(0, i) = x;
+        for (int j = 0; j < 5; ++j) {
+            s[j] = (keep[j] * s[j] + x) / q[j];
+            o(1 + j, i) = s[j];
+        }
+    }
+}
+
+// EMA = ((N-1)*EMA' + 2*C) / (N+1), seeded with the first close; column 0
+// the close.
+void Ema(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const double keep = Int32Term(std::int64_t{p[0]} - 1), div = Int32Term(std::int64_t{p[0]} + 1);
+    double e = b[0].Close * f;
+    o(0, 0) = e;
+    o(1, 0) = e;
+    for (int i = 1; i < n; ++i) {
+        o.Ahead(0, i);
+        const double x = b[i].Close * f;
+        e = (keep * e + (x + x)) / div;
+        o(0, i) = x;
+        o(1, i) = e;
+    }
+}
+
+}  // namespace
+
+using detail::Cols;
+const detail::Kernel MA1{&Ma<1>, Cols({0, 1})}, MA2{&Ma<2>, Cols({0, 1, 2})}, MA3{&Ma<3>, Cols({0, 1, 2, 3})},
+    MA4{&Ma<4>, Cols({0, 1, 2, 3, 4})}, MA5{&Ma<5>, Cols({0, 1, 2, 3, 4, 5})}, MA6{&Ma<6>, Cols({0, 1, 2, 3, 4, 5, 6})},
+    MA7{&Ma<7>, Cols({0, 1, 2, 3, 4, 5, 6, 7})}, MACHANEL{&MaChannel, Cols({0, 1, 2, 3, 4, 5, 6, 7})},
+    LIFELINE{&LifeLine, Cols({0, 1, 2})}, SMA{&Sma, Cols({0, 1, 2, 3, 4, 5})}, EMA{&Ema, Cols({0, 1})};
+
+}  // namespace fenxi::kernels
+
 void CAnalysisTechniques::GenerateMALines(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, const int* periods,
                                           int k, FENXIDATA_PROPERTY* property, bool firstLineShort) {
     out = nullptr;
@@ -35,9 +114,9 @@ void CAnalysisTechniques::GenerateMALines(UNIKDATA* bars, int unit, FENXIDATA*& 
 
     FENXIDATA* rows = out = Acquire(n);
     if (rows == nullptr) return;
-    static constexpr int kLines[] = {1, 2, 3, 4, 5, 6, 7};
-    const double f = PriceFactor(unit);
-    ColumnAverages(rows, n, 0, kLines, periods, k, [&](int i) { return bars[i].Close * f; });
+    static const detail::Kernel* const kLines[] = {&kernels::MA1, &kernels::MA2, &kernels::MA3, &kernels::MA4,
+                                                   &kernels::MA5, &kernels::MA6, &kernels::MA7};
+    RunKernel(*kLines[k - 1], bars, unit, rows, n, periods);
     LeaveLock();
 }
 
@@ -125,11 +204,8 @@ void CAnalysisTechniques::GenerateMAChanel(UNIKDATA* bars, int unit, FENXIDATA*&
 
     FENXIDATA* rows = out = Acquire(n);
     if (rows == nullptr) return;
-    const double f = PriceFactor(unit);
-    static constexpr int kPrices[] = {0, 1, 2, 3};
-    const AverageLine lines[] = {{0, 4, p}, {1, 5, p}, {2, 6, p}, {3, 7, p}};
-    AverageColumns(rows, n, kPrices, lines, 4,
-                   [&](int i, double* v) { CopyPrices(bars[i], f, v[0], v[1], v[2], v[3]); });
+    const std::int32_t period[] = {p};
+    RunKernel(kernels::MACHANEL, bars, unit, rows, n, period);
     LeaveLock();
 }
 
@@ -147,9 +223,7 @@ void CAnalysisTechniques::GenerateLifeLine(UNIKDATA* bars, int unit, FENXIDATA*&
 
     FENXIDATA* rows = out = Acquire(n);
     if (rows == nullptr) return;
-    const double f = PriceFactor(unit);
-    static constexpr int kLines[] = {1, 2};
-    ColumnAverages(rows, n, 0, kLines, kLifeLinePeriods, 2, [&](int i) { return LifeLineMid(bars[i], f); });
+    RunKernel(kernels::LIFELINE, bars, unit, rows, n, nullptr);
     LeaveLock();
 }
 
@@ -170,15 +244,7 @@ void CAnalysisTechniques::GenerateSMA(UNIKDATA* bars, int unit, FENXIDATA*& out,
     SetFormat8(property, "%.2f");
     property->Flag352 = 1;
 
-    const double f = PriceFactor(unit);
-    const double first = bars[0].Close * f;
-    for (int j = 0; j <= 5; ++j) rows[0].FenXi[j] = first;
-    for (int i = 1; i < n; ++i) {
-        const double x = bars[i].Close * f;
-        rows[i].FenXi[0] = x;
-        for (int j = 1; j <= 5; ++j)
-            rows[i].FenXi[j] = (Int32Term(std::int64_t{p[j - 1]} - 1) * rows[i - 1].FenXi[j] + x) / p[j - 1];
-    }
+    RunKernel(kernels::SMA, bars, unit, rows, n, p);
     LeaveLock();
 }
 
@@ -213,8 +279,8 @@ void CAnalysisTechniques::GenerateEMA(UNIKDATA* bars, int unit, FENXIDATA*& out,
 
     FENXIDATA* rows = out = Acquire(n);
     if (rows == nullptr) return;
-    ColumnFromClose(rows, n, bars, unit, 0);
-    ColumnEma(rows, n, 0, 1, p);
+    const std::int32_t period[] = {p};
+    RunKernel(kernels::EMA, bars, unit, rows, n, period);
     LeaveLock();
 }
 

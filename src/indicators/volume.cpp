@@ -51,6 +51,35 @@ double VolumeRatio(const UNIKDATA* bars, double f, int i, int period) {
 
 }  // namespace
 
+namespace fenxi::kernels {
+namespace {
+
+// VOLUME = V into column 0; MAVOLk = MA(V, Nk) into columns 2 and 3.
+void Vol(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) {
+    static constexpr int kLines[] = {2, 3};
+    ColumnAverages(o, n, 0, kLines, p, 2, [&](int i) { return static_cast<double>(b[i].Volume); });
+}
+
+// OBV = SUM(C > C1 ? V : C < C1 ? -V : 0) / 100 into column 0; MAOBV = its
+// average over N into column 1 from bar N on (earlier cells are left).
+void Obv(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0];
+    PooledColumn obv(static_cast<std::size_t>(n)), average(static_cast<std::size_t>(n));
+    DirectionalVolume(b, n, [&](int i, double v) { obv[i] = v; });
+    TrailingAverage(obv.data(), n, period, average.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(0, i) = obv[i];
+        if (i >= period) o(1, i) = average[i];
+    }
+}
+
+}  // namespace
+
+const detail::Kernel VOL{&Vol, detail::Cols({0, 2, 3})}, OBV{&Obv, detail::Cols({0, 1})};
+
+}  // namespace fenxi::kernels
+
 void CAnalysisTechniques::GenerateVOL1(UNIKDATA* bars, int, FENXIDATA*& out, int count,
                                        FENXIDATA_PROPERTY* property) {
     if (count < 1 || bars == nullptr || property == nullptr) return;
@@ -75,9 +104,8 @@ void CAnalysisTechniques::GenerateVOL(UNIKDATA* bars, int, FENXIDATA*& out, int 
     property->LineStyle[0] = 11;
     property->LineStyle[2] = property->LineStyle[3] = 3;
     SetCountScale(property, "%.0f");
-    const int lines[] = {2, 3}, periods[] = {period1, period2};
-    ColumnAverages(rows, count, 0, lines, periods, 2,
-                   [&](int i) { return static_cast<double>(bars[i].Volume); });
+    const std::int32_t periods[] = {period1, period2};
+    RunKernel(kernels::VOL, bars, 0, rows, count, periods);
     LeaveLock();
 }
 
@@ -96,13 +124,8 @@ void CAnalysisTechniques::GenerateOBV(UNIKDATA* bars, int, FENXIDATA*& out, int 
         ColumnDirectionalVolume(rows, count, bars, 0);
         for (int i = 0; i < count; ++i) rows[i].FenXi[1] = sum(rows, count, i, period, 0) / period;
     } else {
-        PooledColumn obv(static_cast<std::size_t>(count)), average(static_cast<std::size_t>(count));
-        DirectionalVolume(bars, count, [&](int i, double v) { obv[i] = v; });
-        TrailingAverage(obv.data(), count, period, average.data());
-        for (int i = 0; i < count; ++i) {
-            rows[i].FenXi[0] = obv[i];
-            if (i >= period) rows[i].FenXi[1] = average[i];
-        }
+        const std::int32_t p[] = {period};
+        RunKernel(kernels::OBV, bars, 0, rows, count, p);
     }
     LeaveLock();
 }

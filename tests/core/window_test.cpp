@@ -23,7 +23,8 @@ void ExpectSameAverages(int n, Fill fill, const char* what) {
     std::vector<FENXIDATA> fast(n), plain(n);
     for (int i = 0; i < n; ++i) fast[i].FenXi[0] = plain[i].FenXi[0] = fill(i);
     for (int p : kAveragePeriods) {
-        ColumnAverage(fast.data(), n, 0, 1, p);
+        const int dst[] = {1};
+        ColumnAverages(LineOut::Rows(fast.data()), n, 0, dst, &p, 1, [&](int i) { return plain[i].FenXi[0]; });
         ColumnAveragePlain(plain.data(), n, 0, 1, p);
         for (int i = 0; i < n; ++i)
             ASSERT_EQ(std::memcmp(&fast[i].FenXi[1], &plain[i].FenXi[1], sizeof(double)), 0)

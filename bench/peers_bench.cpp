@@ -1,0 +1,261 @@
+// fenxi beside TA-Lib and Tulip Indicators, in one process on the same bars.
+//
+// For each indicator the four routes (fenxi's row generator, fenxi's
+// columnar API into the caller's arrays, TA-Lib, Tulip) run in turn, the
+// order rotating every repetition, each timed alone; the table gives the
+// median and the minimum nanoseconds per bar and fenxi's ratios to the
+// faster peer. Where the formulas coincide the values are compared too.
+//
+// Run: bash bench/peers.sh [bars ...]   (default 36500 1000000)
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "extended_bars.h"
+#include "fenxi/series.h"
+
+extern "C" {
+#include "indicators.h"
+#include "ta_libc.h"
+}
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Inputs {
+    int n;
+    fenxi::Bars bars;
+    std::vector<double> open, high, low, close, volume;
+};
+
+Inputs Make(int n) {
+    Inputs in{n, {benchbars::Extended(n), 100}, {}, {}, {}, {}, {}};
+    for (const UNIKDATA& b : in.bars.bars) {
+        in.open.push_back(b.Open / 100.0);
+        in.high.push_back(b.High / 100.0);
+        in.low.push_back(b.Low / 100.0);
+        in.close.push_back(b.Close / 100.0);
+        in.volume.push_back(static_cast<double>(b.Volume));
+    }
+    return in;
+}
+
+// Output arrays for every route, allocated and touched once.
+struct Outputs {
+    std::vector<std::vector<double>> lines;
+    std::vector<std::span<double>> views;
+    Outputs(int count, int n) : lines(static_cast<std::size_t>(count), std::vector<double>(static_cast<std::size_t>(n))) {
+        for (auto& l : lines) views.emplace_back(l);
+    }
+    double* operator[](int k) { return lines[static_cast<std::size_t>(k)].data(); }
+};
+
+struct Case {
+    const char* name;  // as the table shows it
+    const char* op;    // fenxi operation
+    std::vector<int> params;
+    // TA-Lib and Tulip into `out`; each returns the bar of its first value.
+    std::function<int(const Inputs&, Outputs&)> talib, tulip;
+    // Which fenxi line and which peer line hold the same values (-1: none),
+    // and the sign that maps fenxi's onto the peer's.
+    int line = -1, peerLine = 0;
+    double sign = 1.0;
+    const char* note = "";
+};
+
+// Tulip through its generic table.
+int Tulip(const char* name, std::initializer_list<const std::vector<double>*> in, std::initializer_list<double> opts,
+          Outputs& out) {
+    const ti_indicator_info* info = ti_find_indicator(name);
+    if (info == nullptr) std::abort();
+    const double* inputs[TI_MAXINDPARAMS];
+    int k = 0;
+    for (const auto* v : in) inputs[k++] = v->data();
+    double options[TI_MAXINDPARAMS];
+    k = 0;
+    for (double o : opts) options[k++] = o;
+    double* outputs[TI_MAXINDPARAMS];
+    for (int j = 0; j < info->outputs; ++j) outputs[j] = out[j];
+    const int size = static_cast<int>((*in.begin())->size());
+    if (info->indicator(size, inputs, options, outputs) != TI_OKAY) std::abort();
+    return info->start(options);
+}
+
+// TA-Lib's first bar and count of the last call.
+int b = 0, m = 0;
+
+int Ta(TA_RetCode rc, int begin) {
+    if (rc != TA_SUCCESS) std::abort();
+    return begin;
+}
+
+std::vector<Case> Cases() {
+    using I = const Inputs&;
+    using O = Outputs&;
+    std::vector<Case> c;
+    c.push_back({"SMA(5)", "MA1", {5},
+                 [](I i, O o) { return Ta(TA_SMA(0, i.n - 1, i.close.data(), 5, &b, &m, o[0]), b); },
+                 [](I i, O o) { return Tulip("sma", {&i.close}, {5}, o); }, 0});
+    c.push_back({"EMA(12)", "EMA", {12},
+                 [](I i, O o) { return Ta(TA_EMA(0, i.n - 1, i.close.data(), 12, &b, &m, o[0]), b); },
+                 [](I i, O o) { return Tulip("ema", {&i.close}, {12}, o); }, -1, 0, 1, "seeds differ"});
+    c.push_back({"MACD(12,26,9)", "MACD", {12, 26, 9},
+                 [](I i, O o) { return Ta(TA_MACD(0, i.n - 1, i.close.data(), 12, 26, 9, &b, &m, o[0], o[1], o[2]), b); },
+                 [](I i, O o) { return Tulip("macd", {&i.close}, {12, 26, 9}, o); }, -1, 0, 1, "seeds differ"});
+    c.push_back({"RSI(6,12)", "RSI", {6, 12},
+                 [](I i, O o) {
+                     Ta(TA_RSI(0, i.n - 1, i.close.data(), 6, &b, &m, o[0]), b);
+                     return Ta(TA_RSI(0, i.n - 1, i.close.data(), 12, &b, &m, o[1]), b);
+                 },
+                 [](I i, O o) {
+                     Outputs second(1, i.n);
+                     Tulip("rsi", {&i.close}, {6}, o);
+                     return Tulip("rsi", {&i.close}, {12}, second);
+                 },
+                 -1, 0, 1, "seeds differ; peers run both periods"});
+    c.push_back({"KDJ/STOCH(9,3,3)", "KDJ", {9, 3, 3},
+                 [](I i, O o) {
+                     return Ta(TA_STOCH(0, i.n - 1, i.high.data(), i.low.data(), i.close.data(), 9, 3, TA_MAType_SMA, 3,
+                                        TA_MAType_SMA, &b, &m, o[0], o[1]),
+                               b);
+                 },
+                 [](I i, O o) { return Tulip("stoch", {&i.high, &i.low, &i.close}, {9, 3, 3}, o); }, -1, 0, 1,
+                 "K, D smoothed differently"});
+    c.push_back({"WR/WILLR(10,6)", "WR", {10, 6, 0},
+                 [](I i, O o) {
+                     Ta(TA_WILLR(0, i.n - 1, i.high.data(), i.low.data(), i.close.data(), 10, &b, &m, o[0]), b);
+                     return Ta(TA_WILLR(0, i.n - 1, i.high.data(), i.low.data(), i.close.data(), 6, &b, &m, o[1]), b);
+                 },
+                 [](I i, O o) {
+                     Outputs second(1, i.n);
+                     Tulip("willr", {&i.high, &i.low, &i.close}, {6}, second);
+                     return Tulip("willr", {&i.high, &i.low, &i.close}, {10}, o);
+                 },
+                 0, 0, -1.0, "peers run both periods"});
+    c.push_back({"BOLL/BBANDS(20,2)", "BOLL", {20, 2, -2},
+                 [](I i, O o) {
+                     return Ta(TA_BBANDS(0, i.n - 1, i.close.data(), 20, 2, 2, TA_MAType_SMA, &b, &m, o[0], o[1], o[2]), b);
+                 },
+                 [](I i, O o) { return Tulip("bbands", {&i.close}, {20, 2}, o); }, -1, 0, 1,
+                 "fenxi's middle is the previous bar's"});
+    c.push_back({"CCI(14)", "CCI", {14},
+                 [](I i, O o) {
+                     return Ta(TA_CCI(0, i.n - 1, i.high.data(), i.low.data(), i.close.data(), 14, &b, &m, o[0]), b);
+                 },
+                 [](I i, O o) { return Tulip("cci", {&i.high, &i.low, &i.close}, {14}, o); }, 0});
+    c.push_back({"SAR", "SAR", {10},
+                 [](I i, O o) { return Ta(TA_SAR(0, i.n - 1, i.high.data(), i.low.data(), 0.02, 0.2, &b, &m, o[0]), b); },
+                 [](I i, O o) { return Tulip("psar", {&i.high, &i.low}, {0.02, 0.2}, o); }, -1, 0, 1,
+                 "fenxi's N-bar rule"});
+    c.push_back({"OBV(30)", "OBV", {30},
+                 [](I i, O o) { return Ta(TA_OBV(0, i.n - 1, i.close.data(), i.volume.data(), &b, &m, o[0]), b); },
+                 [](I i, O o) { return Tulip("obv", {&i.close, &i.volume}, {}, o); }, -1, 0, 1,
+                 "fenxi's OBV is /100 from 0 with its average"});
+    c.push_back({"HHV/MAX(20)", "HHV", {1, 20},
+                 [](I i, O o) { return Ta(TA_MAX(0, i.n - 1, i.high.data(), 20, &b, &m, o[0]), b); },
+                 [](I i, O o) { return Tulip("max", {&i.high}, {20}, o); }, 0});
+    c.push_back({"LLV/MIN(20)", "LLV", {2, 20},
+                 [](I i, O o) { return Ta(TA_MIN(0, i.n - 1, i.low.data(), 20, &b, &m, o[0]), b); },
+                 [](I i, O o) { return Tulip("min", {&i.low}, {20}, o); }, -1, 0, 1, "fenxi's LLV of the low is in units"});
+    c.push_back({"MTM/MOM(12)", "MTM", {12, 6},
+                 [](I i, O o) { return Ta(TA_MOM(0, i.n - 1, i.close.data(), 12, &b, &m, o[0]), b); },
+                 [](I i, O o) { return Tulip("mom", {&i.close}, {12}, o); }, 0, 0, 1, "fenxi adds its average"});
+    c.push_back({"ROC(12)", "ROC", {12},
+                 [](I i, O o) { return Ta(TA_ROC(0, i.n - 1, i.close.data(), 12, &b, &m, o[0]), b); },
+                 [](I i, O o) { return Tulip("roc", {&i.close}, {12}, o); }, -1, 0, 1, "Tulip's is a fraction"});
+    c.push_back({"ADX(14)", "ADX", {14},
+                 [](I i, O o) {
+                     return Ta(TA_ADX(0, i.n - 1, i.high.data(), i.low.data(), i.close.data(), 14, &b, &m, o[0]), b);
+                 },
+                 [](I i, O o) { return Tulip("adx", {&i.high, &i.low, &i.close}, {14}, o); }, 0, 0, 1,
+                 "fenxi adds +DI and -DI"});
+    c.push_back({"TRIX(12)", "TRIX", {12, 9},
+                 [](I i, O o) { return Ta(TA_TRIX(0, i.n - 1, i.close.data(), 12, &b, &m, o[0]), b); },
+                 [](I i, O o) { return Tulip("trix", {&i.close}, {12}, o); }, -1, 0, 1, "seeds differ"});
+    return c;
+}
+
+double Median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+}
+
+// Largest |fenxi - peer| / max(1, |peer|) over the bars both hold.
+double Difference(const std::vector<double>& mine, const double* peer, int begin, int n, double sign) {
+    double worst = 0.0;
+    for (int i = begin; i < n; ++i) {
+        const double a = mine[static_cast<std::size_t>(i)] * sign, p = peer[i - begin];
+        if (std::isnan(a)) continue;
+        worst = std::max(worst, std::fabs(a - p) / std::max(1.0, std::fabs(p)));
+    }
+    return worst;
+}
+
+void Run(int n, int reps) {
+    const Inputs in = Make(n);
+    std::printf("\n%d bars, %d interleaved repetitions; ns per bar, median (min)\n\n", n, reps);
+    std::printf("| indicator | fenxi rows | fenxi columns | TA-Lib | Tulip | rows / peer | columns / peer | values |\n");
+    std::printf("|---|---|---|---|---|---|---|---|\n");
+    for (Case& c : Cases()) {
+        const fenxi::OperationSpec* op = fenxi::FindOperation(c.op);
+        std::int32_t p[fenxi::kMaxParams];
+        fenxi::ResolveParams(*op, c.params, p);
+        CAnalysisTechniques engine;
+        fenxi::Row* rows = nullptr;
+        fenxi::RowProperty property{};
+        UNIKDATA* data = const_cast<UNIKDATA*>(in.bars.bars.data());
+        Outputs mine(op->lineCount, n), ta(3, n), ti(3, n);
+        int taBegin = 0, tiBegin = 0;
+        const std::function<void()> routes[] = {
+            [&] { op->generate(engine, data, 100, rows, n, p, &property, 0); },
+            [&] {
+                if (fenxi::ComputeInto(c.op, c.params, in.bars, mine.views)) std::abort();
+            },
+            [&] { taBegin = c.talib(in, ta); },
+            [&] { tiBegin = c.tulip(in, ti); },
+        };
+        std::vector<double> times[4];
+        for (int r = 0; r < reps + 1; ++r)
+            for (int k = 0; k < 4; ++k) {
+                const int route = (k + r) % 4;
+                const auto t0 = Clock::now();
+                routes[route]();
+                const double ns = std::chrono::duration<double, std::nano>(Clock::now() - t0).count() / n;
+                if (r > 0) times[route].push_back(ns);  // the first round warms every route
+            }
+        double med[4], low[4];
+        for (int k = 0; k < 4; ++k) {
+            med[k] = Median(times[k]);
+            low[k] = *std::min_element(times[k].begin(), times[k].end());
+        }
+        const double peer = std::min(med[2], med[3]);
+        std::string values = c.note;
+        if (c.line >= 0) {
+            char text[96];
+            std::snprintf(text, sizeof text, "TA-Lib %.1e, Tulip %.1e",
+                          Difference(mine.lines[c.line], ta[c.peerLine], taBegin, n, c.sign),
+                          Difference(mine.lines[c.line], ti[c.peerLine], tiBegin, n, c.sign));
+            values = text + (values.empty() ? "" : "; " + values);
+        }
+        std::printf("| %s | %.2f (%.2f) | %.2f (%.2f) | %.2f (%.2f) | %.2f (%.2f) | %.2f | %.2f | %s |\n", c.name,
+                    med[0], low[0], med[1], low[1], med[2], low[2], med[3], low[3], med[0] / peer, med[1] / peer,
+                    values.c_str());
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    TA_Initialize();
+    std::vector<int> sizes;
+    for (int k = 1; k < argc; ++k) sizes.push_back(std::atoi(argv[k]));
+    if (sizes.empty()) sizes = {36500, 1000000};
+    for (int n : sizes) Run(n, n >= 500000 ? 9 : 31);
+    TA_Shutdown();
+}
