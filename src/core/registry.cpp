@@ -122,7 +122,7 @@ std::vector<OperationSpec> Build() {
         {"SAR", 11, {Period("N", 10)}, {{"SAR", 4, kPrice}, {"DIRECTION", 5, kOne, Measure::Count}},
          "SAR' + AF*(extreme of the N previous bars - SAR'), AF 0.02 up to 0.2; DIRECTION 1 rising, -1 falling",
          GEN(e.GenerateSAR(b, u, r, n, p[0], q)), UPD(e.UpdateSAR(b, u, r, n, p[0])), true, FIRST(p[0]),
-         &steps::SAR},
+         &steps::SAR, &kernels::SAR},
         {"VOL1", -1, {}, {{"VOLUME", 0, kOne}}, "VOLUME = V", GEN(e.GenerateVOL1(b, u, r, n, q)),
          UPD(e.UpdateVOL1(b, u, r, n)), false, FIRST(0), &steps::VOL1},
         {"VOL", 101, {Period("N1", 5), Period("N2", 10)}, {{"VOLUME", 0, kOne}, {"MAVOL1", 2, kOne}, {"MAVOL2", 3, kOne}},
@@ -142,11 +142,11 @@ std::vector<OperationSpec> Build() {
          {{"K", 3, kPct}, {"D", 4, kPct}, {"J", 5, kPct}},
          "RSV = (C - LLV(L, N)) / (HHV(H, N) - LLV(L, N)) * 100; K = SMA(RSV, M1, 1); D = SMA(K, M2, 1); J = 3K - 2D",
          GEN(e.GenerateKDJ(b, u, r, n, p[0], p[1], p[2], q)), UPD(e.UpdateKDJ(b, u, r, n, p[0], p[1], p[2])), false,
-         FIRST(0), &steps::KDJ},
+         FIRST(0), &steps::KDJ, &kernels::KDJ},
         {"WR", 105, {Period("N1", 10), Period("N2", 6), {"N3", 0, 0, kMaxPeriod}}, {{"WR1", 3, kPct}, {"WR2", 4, kPct}},
          "WRk = (HHV(H, Nk) - C) / (HHV(H, Nk) - LLV(L, Nk)) * 100",
          GEN(e.GenerateWR(b, u, r, n, p[0], p[1], p[2], q)), UPD(e.UpdateWR(b, u, r, n, p[0], p[1], p[2])), false,
-         FIRST(0), &steps::WR},
+         FIRST(0), &steps::WR, &kernels::WR},
         {"BIAS", 106, {Period("N1", 6), Period("N2", 12), Period("N3", 24)},
          {{"BIAS1", 0, kPct}, {"BIAS2", 1, kPct}, {"BIAS3", 2, kPct}}, "BIASk = (C - MA(C, Nk)) / MA(C, Nk) * 100",
          GEN(e.GenerateBIAS(b, u, r, n, p[0], p[1], p[2], q)), UPD(e.UpdateBIAS(b, u, r, n, p[0], p[1], p[2])), true,
@@ -283,13 +283,13 @@ std::vector<OperationSpec> Build() {
         {"LLV", 161, {{"FIELD", 2, 0, 3}, Period("N", 20)}, {{"LLV", 0, kPrice}},
          "LLV = lowest FIELD (0 open, 1 high, 2 low, 3 close) of the last N bars",
          GEN(e.GenerateLLV(b, u, r, n, static_cast<K>(p[0]), p[1], q)), nullptr, false,
-         FIRST(std::int64_t{p[1]} - 1), &steps::LLV, nullptr, -1,
+         FIRST(std::int64_t{p[1]} - 1), &steps::LLV, &kernels::LLV, -1,
          // Over the low the engine keeps the raw integer.
          [](const std::int32_t* p, int) { return p[0] == 2 ? kUnit : kPrice; }},
         {"HHV", 162, {{"FIELD", 1, 0, 3}, Period("N", 20)}, {{"HHV", 0, kPrice}},
          "HHV = highest FIELD (0 open, 1 high, 2 low, 3 close) of the last N bars",
          GEN(e.GenerateHHV(b, u, r, n, static_cast<K>(p[0]), p[1], q)), nullptr, false,
-         FIRST(std::int64_t{p[1]} - 1), &steps::HHV},
+         FIRST(std::int64_t{p[1]} - 1), &steps::HHV, &kernels::HHV},
     };
     std::vector<OperationSpec> ops;
     for (const Entry& e : entries) ops.push_back(Make(e));

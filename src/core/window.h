@@ -211,21 +211,56 @@ void ColumnAverages(const LineOut& rows, int n, int src, const int* dst, const i
 
 // Highest (or lowest) of value(j) over j = max(0, i-period+1) .. i for every
 // i, handed to out(i, extreme). Exact for integers, O(n); the monotonic queue
-// lives in one ring buffer allocated per call.
+// lives in one ring buffer allocated per call, indexed by compare-and-wrap.
 template <class Value, class Out>
 void SlidingExtreme(int n, int period, bool highest, Value value, Out out) {
     if (n < 1 || period < 1) return;
     const int size = std::min(n, period) + 1;
     std::vector<int> ring(static_cast<std::size_t>(size));
-    int head = 0, count = 0;  // the queue is ring[head], ring[head+1], ... (count entries)
-    auto at = [&](int k) -> int& { return ring[static_cast<std::size_t>((head + k) % size)]; };
+    int head = 0, tail = 0, count = 0;  // the queue is ring[head] .. ring[tail - 1], wrapping
+    auto back = [&] { return ring[static_cast<std::size_t>(tail == 0 ? size - 1 : tail - 1)]; };
     for (int i = 0; i < n; ++i) {
         const auto v = value(i);
-        while (count > 0 && (highest ? value(at(count - 1)) <= v : value(at(count - 1)) >= v)) --count;
-        at(count++) = i;
-        if (at(0) <= std::int64_t{i} - period) head = (head + 1) % size, --count;
-        out(i, value(at(0)));
+        while (count > 0 && (highest ? value(back()) <= v : value(back()) >= v)) {
+            tail = tail == 0 ? size - 1 : tail - 1;
+            --count;
+        }
+        ring[static_cast<std::size_t>(tail)] = i;
+        tail = tail + 1 == size ? 0 : tail + 1;
+        ++count;
+        if (ring[static_cast<std::size_t>(head)] <= std::int64_t{i} - period) {
+            head = head + 1 == size ? 0 : head + 1;
+            --count;
+        }
+        out(i, value(ring[static_cast<std::size_t>(head)]));
     }
+}
+
+// out[i] = highest (or lowest) of x[max(0, i-period+1) .. i], period >= 1:
+// short windows by a walk over the contiguous values, longer ones by the
+// sliding queue.
+inline void WindowExtremes(const std::int32_t* x, int n, int period, bool highest, std::int32_t* out) {
+    if (period >= kSlidingExtremeFrom) {
+        SlidingExtreme(n, period, highest, [&](int j) { return x[j]; }, [&](int i, std::int32_t v) { out[i] = v; });
+        return;
+    }
+    for (int i = 0; i < n; ++i) {
+        std::int32_t v = x[i];
+        const int from = std::max(0, i - period + 1);
+        if (highest)
+            for (int j = from; j < i; ++j) v = std::max(v, x[j]);
+        else
+            for (int j = from; j < i; ++j) v = std::min(v, x[j]);
+        out[i] = v;
+    }
+}
+
+// One price field of every bar as a contiguous column.
+using IntColumn = std::vector<std::int32_t, PoolAllocator<std::int32_t>>;
+inline IntColumn FieldColumn(const UNIKDATA* bars, int n, std::int32_t UNIKDATA::*field) {
+    IntColumn x(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i) x[i] = bars[i].*field;
+    return x;
 }
 
 }  // namespace fenxi

@@ -17,28 +17,36 @@ void BiasColumnAll(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, i
     BiasValues(bars, unit, count, period, [&](int i, double v) { rows[i].FenXi[col] = v; });
 }
 
-// Walks bars i down to max(0, i-period+1) keeping the extreme of one field.
-void ExtremeColumn(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int field, int period,
-                   bool convert, bool highest) {
+}  // namespace
+
+namespace fenxi::kernels {
+namespace {
+
+// HHV (LLV) = the highest (lowest) FIELD of bars max(0, i-N+1) .. i into
+// column 0, times the price factor except for the low's LLV, which stays a
+// raw integer. FIELD = p[0] (0 open .. 3 close), N = p[1] > 0.
+template <bool highest>
+void Extreme(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     static constexpr std::int32_t UNIKDATA::*kFields[] = {&UNIKDATA::Open, &UNIKDATA::High, &UNIKDATA::Low,
                                                            &UNIKDATA::Close};
-    if (period == 0 || field < 0 || field > 3) return;
-    const auto member = kFields[field];
+    const int field = p[0], period = p[1];
+    if (period <= 0 || field < 0 || field > 3) return;
+    const bool convert = highest || field != CAnalysisTechniques::KI_LOW;
     const double f = PriceFactor(unit);
-    if (period < kSlidingExtremeFrom) {
-        for (int i = 0; i < count; ++i) {
-            std::int32_t v = bars[i].*member;
-            for (int j = i - 1; j >= 0 && j > i - period; --j)
-                if (highest ? bars[j].*member > v : bars[j].*member < v) v = bars[j].*member;
-            rows[i].FenXi[0] = convert ? v * f : static_cast<double>(v);
-        }
-        return;
+    const IntColumn x = FieldColumn(b, n, kFields[field]);
+    IntColumn extreme(static_cast<std::size_t>(n));
+    WindowExtremes(x.data(), n, period, highest, extreme.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(0, i) = convert ? extreme[i] * f : static_cast<double>(extreme[i]);
     }
-    SlidingExtreme(count, period, highest, [&](int j) { return bars[j].*member; },
-                   [&](int i, std::int32_t v) { rows[i].FenXi[0] = convert ? v * f : static_cast<double>(v); });
 }
 
 }  // namespace
+
+const detail::Kernel HHV{&Extreme<true>, detail::Cols({0})}, LLV{&Extreme<false>, detail::Cols({0})};
+
+}  // namespace fenxi::kernels
 
 void CAnalysisTechniques::GenerateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1,
                                        int period2, int period3, FENXIDATA_PROPERTY* property) {
@@ -74,7 +82,8 @@ void CAnalysisTechniques::GenerateExtreme(UNIKDATA* bars, int unit, FENXIDATA*& 
     property->ValueScale = 100;
     SetFormat(property, "%.2f");
     // LLV over the low is stored as the raw integer, unlike every other field.
-    ExtremeColumn(bars, unit, rows, count, field, period, highest || field != KI_LOW, highest);
+    const std::int32_t p[] = {field, period};
+    RunKernel(highest ? kernels::HHV : kernels::LLV, bars, unit, rows, count, p);
     LeaveLock();
 }
 

@@ -118,28 +118,6 @@ inline void CopyPrices(const UNIKDATA& bar, double f, double& open, double& high
     close = bar.Close * f;
 }
 
-// FenXi[6] = highest FenXi[8] of rows max(0, i-p+1) .. i, starting from the
-// smallest positive normal double (so an all-negative window gives that).
-inline void ColumnHighest(FENXIDATA* rows, int n, int p) {
-    for (int i = 0; i < n; ++i) {
-        double h = 2.2250738585072014e-308;
-        for (std::int64_t j = std::max<std::int64_t>(0, std::int64_t{i} - p + 1); j <= i; ++j)
-            if (rows[j].FenXi[8] > h) h = rows[j].FenXi[8];
-        rows[i].FenXi[6] = h;
-    }
-}
-
-// FenXi[7] = lowest FenXi[9] of rows max(0, i-p+1) .. i, starting from the
-// largest double.
-inline void ColumnLowest(FENXIDATA* rows, int n, int p) {
-    for (int i = 0; i < n; ++i) {
-        double l = 1.7976931348623157e308;
-        for (std::int64_t j = std::max<std::int64_t>(0, std::int64_t{i} - p + 1); j <= i; ++j)
-            if (rows[j].FenXi[9] < l) l = rows[j].FenXi[9];
-        rows[i].FenXi[7] = l;
-    }
-}
-
 // A property as the engine makes one on its stack for the updaters that
 // rerun their generator: flags 352-355 zero, 356 one, Field360 zero.
 inline FENXIDATA_PROPERTY ScratchProperty() {

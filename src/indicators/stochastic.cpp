@@ -30,16 +30,6 @@ void RsvColumn(const UNIKDATA* bars, int n, int p, FENXIDATA* rows, int col) {
     RsvValues(bars, n, p, [&](int i, double v) { rows[i].FenXi[col] = v; });
 }
 
-// %R of one window into `line`, from the high/low/close columns 8, 9, 10.
-void WrLine(FENXIDATA* rows, int n, int p, int line) {
-    ColumnHighest(rows, n, p);
-    ColumnLowest(rows, n, p);
-    for (int i = 0; i < n; ++i) {
-        const double h = rows[i].FenXi[6], l = rows[i].FenXi[7], c = rows[i].FenXi[10];
-        rows[i].FenXi[line] = h == l ? 0.0 : (h - c) * 100.0 / (h - l);
-    }
-}
-
 // %R of the newest bar over bars n-1 .. n-p, the range started from the close.
 double WrNewest(const UNIKDATA* bars, double f, int n, int p) {
     if (n - 1 < p) return 0.0;
@@ -55,6 +45,79 @@ double WrNewest(const UNIKDATA* bars, double f, int n, int p) {
 
 }  // namespace
 
+namespace fenxi::kernels {
+namespace {
+
+constexpr double kTiny = 2.2250738585072014e-308, kHuge = 1.7976931348623157e308;
+
+// WRk = (HHV(H, Nk) - C) * 100 / (HHV(H, Nk) - LLV(L, Nk)) * 100 into columns
+// 3, 4 (and 5 when N3 > 0; else column 5 is only scaled x100 as it stood),
+// 0 where the range is empty. The extremes start from the smallest normal
+// and the largest double, so a window of no bars keeps those. Columns 8-10
+// hold the converted high, low and close, 6-7 the last line's extremes.
+void Wr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const int lines = p[2] > 0 ? 3 : 2;
+    // With a positive finite factor the extreme of the converted prices is
+    // the converted extreme of the raw integers.
+    const bool exact = f > 0 && f < kHuge;
+    IntColumn highs[3], lows[3];
+    if (exact) {
+        const IntColumn h = FieldColumn(b, n, &UNIKDATA::High), l = FieldColumn(b, n, &UNIKDATA::Low);
+        for (int k = 0; k < lines; ++k) {
+            if (p[k] < 1) continue;
+            highs[k].resize(static_cast<std::size_t>(n));
+            lows[k].resize(static_cast<std::size_t>(n));
+            WindowExtremes(h.data(), n, p[k], true, highs[k].data());
+            WindowExtremes(l.data(), n, p[k], false, lows[k].data());
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(3, i);
+        o.Ahead(10, i);
+        const double c = b[i].Close * f;
+        o(8, i) = b[i].High * f;
+        o(9, i) = b[i].Low * f;
+        o(10, i) = c;
+        double h = kTiny, l = kHuge;
+        for (int k = 0; k < lines; ++k) {
+            h = kTiny, l = kHuge;
+            if (p[k] >= 1 && exact) {
+                const double hv = highs[k][i] * f, lv = lows[k][i] * f;
+                if (hv > h) h = hv;
+                if (lv < l) l = lv;
+            } else {
+                for (std::int64_t j = std::max<std::int64_t>(0, std::int64_t{i} - p[k] + 1); j <= i; ++j) {
+                    if (b[j].High * f > h) h = b[j].High * f;
+                    if (b[j].Low * f < l) l = b[j].Low * f;
+                }
+            }
+            o(3 + k, i) = (h == l ? 0.0 : (h - c) * 100.0 / (h - l)) * 100;
+        }
+        o(6, i) = h;
+        o(7, i) = l;
+        if (lines == 2) o(5, i) *= 100;
+    }
+}
+
+// K, D and J x100 into columns 3-5 and the RSV into column 2, as KdjValues
+// forms them.
+void Kdj(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) {
+    KdjValues(b, n, p[0], p[1], p[2], [&](int i, double rsv, double k, double d) {
+        o.Ahead(2, i);
+        o(2, i) = rsv;
+        o(3, i) = k * 100;
+        o(4, i) = d * 100;
+        o(5, i) = (3 * k - 2 * d) * 100;
+    });
+}
+
+}  // namespace
+
+const detail::Kernel WR{&Wr, detail::Cols({3, 4, 5, 6, 7, 8, 9, 10})}, KDJ{&Kdj, detail::Cols({2, 3, 4, 5})};
+
+}  // namespace fenxi::kernels
+
 void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int, FENXIDATA*& out, int n, int p1, int p2, int p3,
                                       FENXIDATA_PROPERTY* property) {
     if (bars == nullptr || property == nullptr || n < 1 || p1 < 1 || p2 < 1 || p3 < 1) return;
@@ -64,13 +127,8 @@ void CAnalysisTechniques::GenerateKDJ(UNIKDATA* bars, int, FENXIDATA*& out, int 
     FENXIDATA* rows = out = Acquire(RowsWithExtra(n, std::int64_t{p2} + p3));
     if (rows == nullptr) return;
     SetLevels(rows, {2000.0, 8000.0});
-    KdjValues(bars, n, p1, p2, p3, [&](int i, double rsv, double k, double d) {
-        double* v = rows[i].FenXi;
-        v[2] = rsv;
-        v[3] = k * 100;
-        v[4] = d * 100;
-        v[5] = (3 * k - 2 * d) * 100;
-    });
+    const std::int32_t p[] = {p1, p2, p3};
+    RunKernel(kernels::KDJ, bars, 0, rows, n, p);
     LeaveLock();
 }
 
@@ -116,17 +174,8 @@ void CAnalysisTechniques::GenerateWR(UNIKDATA* bars, int unit, FENXIDATA*& out, 
     SetFormat8(property, "%.2f");
 
     SetLevels(rows, {2000.0, 5000.0, 8000.0});
-    const double f = PriceFactor(unit);
-    for (int i = 0; i < n; ++i) {
-        rows[i].FenXi[8] = bars[i].High * f;
-        rows[i].FenXi[9] = bars[i].Low * f;
-        rows[i].FenXi[10] = bars[i].Close * f;
-    }
-    WrLine(rows, n, p1, 3);
-    WrLine(rows, n, p2, 4);
-    if (p3 > 0) WrLine(rows, n, p3, 5);
-    for (int i = 0; i < n; ++i)
-        for (int k = 3; k <= 5; ++k) rows[i].FenXi[k] *= 100;
+    const std::int32_t p[] = {p1, p2, p3};
+    RunKernel(kernels::WR, bars, unit, rows, n, p);
     LeaveLock();
 }
 
