@@ -31,6 +31,54 @@ void Bands(FENXIDATA& row, double previousMean, int kUpper, int kLower) {
 
 }  // namespace
 
+namespace fenxi::kernels {
+namespace {
+
+// MID = the previous bar's average of the last N closes; UPPER = UP * STD +
+// MID and LOWER = DOWN * STD + MID with STD the population deviation of the
+// bar's own window, both sums taken from the newest close back: columns 6,
+// 7, 8, 0 before bar N. Columns 0-3 hold the bar's prices when p[3] asks for
+// them, else 0; 4-5 end as 0.
+void Boll(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0], up = p[1], down = p[2];
+    const bool withBars = p[3] != 0;
+    const double f = PriceFactor(unit);
+    const int windows = period <= n ? n - period + 1 : 0;
+    PooledColumn mean(static_cast<std::size_t>(windows)), deviation(static_cast<std::size_t>(windows));
+    if (windows > 0) {
+        // The sums of every full window in vector lanes.
+        PooledColumn close(static_cast<std::size_t>(n));
+        for (int i = 0; i < n; ++i) close[i] = b[i].Close * f;
+        lanes::WindowSumsNewestFirst(close.data(), windows, period, mean.data());
+        lanes::Divide(mean.data(), windows, period);
+        lanes::SquaredDeviations(close.data(), mean.data(), windows, period, deviation.data());
+        lanes::Divide(deviation.data(), windows, period);
+    }
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o.Ahead(8, i);
+        if (withBars)
+            CopyPrices(b[i], f, o(0, i), o(1, i), o(2, i), o(3, i));
+        else
+            o(0, i) = o(1, i) = o(2, i) = o(3, i) = 0.0;
+        o(4, i) = o(5, i) = 0.0;
+        if (i < period) {
+            o(6, i) = o(7, i) = o(8, i) = 0.0;
+        } else {
+            const double previous = mean[i - period], spread = std::sqrt(deviation[i - period + 1]);
+            o(6, i) = previous;
+            o(7, i) = up * spread + previous;
+            o(8, i) = down * spread + previous;
+        }
+    }
+}
+
+}  // namespace
+
+const detail::Kernel BOLL{&Boll, detail::Cols({0, 1, 2, 3, 4, 5, 6, 7, 8})};
+
+}  // namespace fenxi::kernels
+
 void CAnalysisTechniques::GenerateBOLLIN(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p, int kUpper,
                                          int kLower, int withBars, FENXIDATA_PROPERTY* property, int) {
     if (n < 1 || bars == nullptr || property == nullptr || p < 1) return;
@@ -51,33 +99,8 @@ void CAnalysisTechniques::GenerateBOLLIN(UNIKDATA* bars, int unit, FENXIDATA*& o
     SetFormat8(property, "%.2f");
     property->Flag352 = 1;
 
-    const double f = PriceFactor(unit);
-    for (int i = 0; i < std::min(p - 1, n); ++i) rows[i].FenXi[4] = rows[i].FenXi[5] = 0.0;
-    if (p <= n) {
-        // MeanAndDeviation for every full window, the windows in vector lanes.
-        const int windows = n - p + 1;
-        PooledColumn close(static_cast<std::size_t>(n)), mean(static_cast<std::size_t>(windows)),
-            squares(static_cast<std::size_t>(windows));
-        for (int i = 0; i < n; ++i) close[i] = bars[i].Close * f;
-        lanes::WindowSumsNewestFirst(close.data(), windows, p, mean.data());
-        lanes::Divide(mean.data(), windows, p);
-        lanes::SquaredDeviations(close.data(), mean.data(), windows, p, squares.data());
-        lanes::Divide(squares.data(), windows, p);
-        for (int i = p - 1; i < n; ++i) {
-            rows[i].FenXi[4] = mean[i - p + 1];
-            rows[i].FenXi[5] = std::sqrt(squares[i - p + 1]);
-        }
-    }
-    for (int i = 0; i < std::min(p, n); ++i) rows[i].FenXi[6] = rows[i].FenXi[7] = rows[i].FenXi[8] = 0.0;
-    for (int i = p; i < n; ++i) Bands(rows[i], rows[i - 1].FenXi[4], kUpper, kLower);
-    for (int i = 0; i < n; ++i) {
-        double* v = rows[i].FenXi;
-        v[4] = v[5] = 0.0;
-        if (withBars)
-            CopyPrices(bars[i], f, v[0], v[1], v[2], v[3]);
-        else
-            v[0] = v[1] = v[2] = v[3] = 0.0;
-    }
+    const std::int32_t params[] = {p, kUpper, kLower, withBars};
+    RunKernel(kernels::BOLL, bars, unit, rows, n, params);
     LeaveLock();
 }
 

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "core/registry.h"
+#include "core/window.h"
 #include "indicators/columns.h"
 
 namespace fenxi {
@@ -21,6 +22,7 @@ struct ClassicForm {
     StartFn start;
     int periods;  // leading parameters that are periods and must be >= 1
     bool keepLock;
+    const detail::Kernel* kernel = nullptr;  // the whole series in one pass, where there is one
 };
 
 namespace {
@@ -294,6 +296,102 @@ void PcRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* 
     v[2] = lv;
 }
 
+}  // namespace
+
+namespace kernels {
+namespace {
+
+// WilderRow and AdxRow over the whole series, the state in registers: the
+// N-bar sums that seed the smoothings are the same left-to-right sums.
+void Adx(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const int N = p[0];
+    const std::int64_t first = 2 * std::int64_t{N} - 1;
+    double smooth[3] = {0.0, 0.0, 0.0}, seed[3] = {0.0, 0.0, 0.0}, dxSeed = 0.0, adx = 0.0, atr = 0.0;
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o.Ahead(20, i);
+        double x[3] = {0.0, 0.0, 0.0};
+        if (i > 0) {
+            x[0] = TrueRange(b, f, i);
+            const double up = H(b, f, i) - H(b, f, i - 1), down = L(b, f, i - 1) - L(b, f, i);
+            x[1] = up > down && up > 0 ? up : 0.0;
+            x[2] = down > up && down > 0 ? down : 0.0;
+        }
+        for (int k = 0; k < 3; ++k) {
+            if (i > 0 && i <= N) seed[k] += x[k];  // bars 1 .. N, in order
+            if (i < N)
+                smooth[k] = 0.0;
+            else if (i == N)
+                smooth[k] = seed[k];
+            else
+                smooth[k] = smooth[k] - smooth[k] / N + x[k];
+            o(10 + k, i) = smooth[k];
+            o(14 + k, i) = x[k];
+        }
+        const double pdi = Ratio(100 * smooth[1], smooth[0]), mdi = Ratio(100 * smooth[2], smooth[0]);
+        const double dx = i < N ? 0.0 : Ratio(100 * std::fabs(pdi - mdi), pdi + mdi);
+        if (i >= N && i <= first) dxSeed += dx;  // bars N .. 2N-1, in order
+        if (i < first)
+            adx = 0.0;
+        else if (i == first)
+            adx = dxSeed / N;
+        else
+            adx = (adx * (N - 1) + dx) / N;
+        if (i < N)
+            atr = 0.0;
+        else if (i == N)
+            atr = seed[0] / N;
+        else
+            atr = (atr * (N - 1) + x[0]) / N;
+        o(13, i) = dx;
+        o(17, i) = adx;
+        o(18, i) = atr;
+        o(19, i) = pdi;
+        o(20, i) = mdi;
+        o(0, i) = adx * 100;
+        o(1, i) = pdi * 100;
+        o(2, i) = mdi * 100;
+    }
+}
+
+// TrixRow over the whole series: column 10 the close, 11-13 its three
+// averages, TRIX (0) the rate of change of the third x100 x100, MATRIX (1)
+// TRIX's average over M from its contiguous column.
+void Trix(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const int N = p[0], M = p[1];
+    PooledColumn trix(static_cast<std::size_t>(n)), mean(static_cast<std::size_t>(n));
+    double e1 = 0.0, e2 = 0.0, e3 = 0.0;
+    for (int i = 0; i < n; ++i) {
+        const double c = C(b, f, i), previous = e3;
+        e1 = i == 0 ? c : ema(c, N, e1);
+        e2 = i == 0 ? e1 : ema(e1, N, e2);
+        e3 = i == 0 ? e2 : ema(e2, N, e3);
+        trix[i] = i == 0 ? 0.0 : Ratio(e3 - previous, previous) * 100 * 100;
+        o(10, i) = c;
+        o(11, i) = e1;
+        o(12, i) = e2;
+        o(13, i) = e3;
+    }
+    AverageInto(trix.data(), n, M, mean.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(0, i) = trix[i];
+        o(1, i) = mean[i];
+    }
+}
+
+}  // namespace
+
+using detail::Cols;
+const detail::Kernel ADX{&Adx, Cols({0, 1, 2, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20})},
+    TRIX{&Trix, Cols({0, 1, 10, 11, 12, 13})};
+
+}  // namespace kernels
+
+namespace {
+
 std::int64_t I(const double* p, int k) { return static_cast<std::int64_t>(p[k]); }
 
 constexpr ClassicForm kDMI{DmiRow, 100, 4, {0, 1, 2, 3}, [](const double* p, int k) -> std::int64_t {
@@ -301,7 +399,7 @@ constexpr ClassicForm kDMI{DmiRow, 100, 4, {0, 1, 2, 3}, [](const double* p, int
 }, 2, false};
 constexpr ClassicForm kADX{AdxRow, 100, 3, {0, 1, 2}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 2 * I(p, 0) - 1 : I(p, 0);
-}, 1, false};
+}, 1, false, &kernels::ADX};
 constexpr ClassicForm kCSI{CsiRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return 3 * I(p, 0) - 1; },
                            1, false};
 constexpr ClassicForm kDMA{DmaRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
@@ -319,7 +417,7 @@ constexpr ClassicForm kMike{MikeRow, 10000, 6, {0, 1, 2, 3, 4, 5},
                             [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1, true};
 constexpr ClassicForm kTRIX{TrixRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 1 : I(p, 1);
-}, 2, false};
+}, 2, false, &kernels::TRIX};
 constexpr ClassicForm kEMV{EmvRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     const std::int64_t first = std::max<std::int64_t>(I(p, 0) - 1, 1) + I(p, 0) - 1;
     return k == 0 ? first : first + I(p, 1) - 1;
@@ -373,8 +471,14 @@ void CAnalysisTechniques::GenerateClassic(UNIKDATA* bars, int unit, FENXIDATA*& 
     }
     property->ValueScale = form.valueScale;
     SetFormat(property, "%.2f");
-    const double f = PriceFactor(unit);
-    for (int i = 0; i < n; ++i) form.row(bars, f, rows, n, i, p);
+    if (form.kernel != nullptr) {
+        std::int32_t periods[kMaxParams] = {};
+        for (int k = 0; k < form.periods; ++k) periods[k] = static_cast<std::int32_t>(p[k]);
+        RunKernel(*form.kernel, bars, unit, rows, n, periods);
+    } else {
+        const double f = PriceFactor(unit);
+        for (int i = 0; i < n; ++i) form.row(bars, f, rows, n, i, p);
+    }
     if (!form.keepLock) LeaveLock();
 }
 
