@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "core/lanes.h"
 #include "core/registry.h"
 
 namespace fenxi {
@@ -176,6 +177,14 @@ Error CheckBars(const Bars& bars) {
     if (bars.unit < 1) return Fail(Errc::UnitInvalid, -1, "unit " + std::to_string(bars.unit) + " is not positive");
     if (bars.bars.size() > static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()))
         return Fail(Errc::LengthMismatch, -1, "more bars than a 32-bit count holds");
+    // One branch-free pass to see whether any bar is bad (a sign bit among
+    // its prices or, with both non-negative, in high - low), then the first
+    // bad bar named.
+    std::int32_t bad = 0;
+    for (const UNIKDATA& b : bars.bars)
+        bad |= b.Open | b.High | b.Low | b.Close |
+               static_cast<std::int32_t>(static_cast<std::uint32_t>(b.High) - static_cast<std::uint32_t>(b.Low));
+    if (bad >= 0) return {};
     for (std::size_t i = 0; i < bars.bars.size(); ++i) {
         const UNIKDATA& b = bars.bars[i];
         const std::int32_t prices[] = {b.Open, b.High, b.Low, b.Close};
@@ -253,7 +262,7 @@ Error ComputeInto(std::string_view name, std::span<const int> given, const Bars&
         ValidRange(*op, p, k, count, first, end);
         double* v = lines[k].data();
         for (std::int64_t i = 0; i < first; ++i) v[i] = nan;
-        for (std::int64_t i = first; i < end; ++i) v[i] = v[i] / scale;
+        lanes::Divide(v + first, static_cast<int>(end - first), scale);
         for (std::int64_t i = end; i < count; ++i) v[i] = nan;
     }
     return {};
