@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace fenxi {
@@ -44,5 +45,33 @@ struct PoolAllocator {
 
 // A column of doubles from the pool.
 using PooledColumn = std::vector<double, PoolAllocator<double>>;
+
+// Scratch of n trivial values from the pool, left uninitialised: for
+// intermediates that are written before they are read, so a large call pays
+// neither for zeroing nor, once warm, for faulting in pages.
+template <class T>
+class Scratch {
+public:
+    Scratch() = default;
+    explicit Scratch(std::size_t n) : p_(static_cast<T*>(PoolAllocate(Bytes(n)))) {}
+    Scratch(Scratch&& o) noexcept : p_(o.p_) { o.p_ = nullptr; }
+    Scratch& operator=(Scratch&& o) noexcept {
+        std::swap(p_, o.p_);
+        return *this;
+    }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+    ~Scratch() { PoolRelease(p_); }
+
+    T* data() const { return p_; }
+    T& operator[](std::size_t i) const { return p_[i]; }
+
+private:
+    static std::size_t Bytes(std::size_t n) {
+        if (n > static_cast<std::size_t>(-1) / sizeof(T) / 2) throw std::bad_array_new_length();
+        return (n > 0 ? n : 1) * sizeof(T);
+    }
+    T* p_ = nullptr;
+};
 
 }  // namespace fenxi

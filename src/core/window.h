@@ -256,7 +256,7 @@ inline void WindowExtremes(const std::int32_t* x, int n, int period, bool highes
 }
 
 // One price field of every bar as a contiguous column.
-using IntColumn = std::vector<std::int32_t, PoolAllocator<std::int32_t>>;
+using IntColumn = Scratch<std::int32_t>;
 inline IntColumn FieldColumn(const UNIKDATA* bars, int n, std::int32_t UNIKDATA::*field) {
     IntColumn x(static_cast<std::size_t>(n));
     for (int i = 0; i < n; ++i) x[i] = bars[i].*field;

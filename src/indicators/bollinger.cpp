@@ -44,10 +44,10 @@ void Boll(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
     const bool withBars = p[3] != 0;
     const double f = PriceFactor(unit);
     const int windows = period <= n ? n - period + 1 : 0;
-    PooledColumn mean(static_cast<std::size_t>(windows)), deviation(static_cast<std::size_t>(windows));
+    Scratch<double> mean(static_cast<std::size_t>(windows)), deviation(static_cast<std::size_t>(windows));
     if (windows > 0) {
         // The sums of every full window in vector lanes.
-        PooledColumn close(static_cast<std::size_t>(n));
+        Scratch<double> close(static_cast<std::size_t>(n));
         for (int i = 0; i < n; ++i) close[i] = b[i].Close * f;
         lanes::WindowSumsNewestFirst(close.data(), windows, period, mean.data());
         lanes::Divide(mean.data(), windows, period);

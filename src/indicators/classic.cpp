@@ -361,7 +361,7 @@ void Adx(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 void Trix(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     const double f = PriceFactor(unit);
     const int N = p[0], M = p[1];
-    PooledColumn trix(static_cast<std::size_t>(n)), mean(static_cast<std::size_t>(n));
+    Scratch<double> trix(static_cast<std::size_t>(n)), mean(static_cast<std::size_t>(n));
     double e1 = 0.0, e2 = 0.0, e3 = 0.0;
     for (int i = 0; i < n; ++i) {
         const double c = C(b, f, i), previous = e3;

@@ -69,7 +69,7 @@ void Mtm(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     if (period >= n) return;
     const double f = PriceFactor(unit);
     const int count = n - period;
-    PooledColumn mtm(static_cast<std::size_t>(count)), mean(static_cast<std::size_t>(count));
+    Scratch<double> mtm(static_cast<std::size_t>(count)), mean(static_cast<std::size_t>(count));
     for (int j = 0; j < count; ++j) {
         const int i = period + j;
         mtm[j] = b[i].Close * f - b[i - period].Close * f;
@@ -90,12 +90,12 @@ void Mtm(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 void CciKernel(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     const int period = p[0];
     const double f = PriceFactor(unit);
-    PooledColumn typical(static_cast<std::size_t>(n));
+    Scratch<double> typical(static_cast<std::size_t>(n));
     for (int i = 0; i < n; ++i) o(2, i) = typical[i] = TypicalPrice(b[i], f);
     for (int i = 0; i < std::min(period - 1, n); ++i) o(3, i) = o(4, i) = o(5, i) = 0;
     if (period > n) return;
     const int windows = n - period + 1;
-    PooledColumn mean(static_cast<std::size_t>(windows)), spread(static_cast<std::size_t>(windows));
+    Scratch<double> mean(static_cast<std::size_t>(windows)), spread(static_cast<std::size_t>(windows));
     lanes::WindowSums(typical.data(), windows, period, mean.data());
     lanes::Divide(mean.data(), windows, period);
     lanes::AbsoluteDeviations(typical.data(), mean.data(), windows, period, spread.data());

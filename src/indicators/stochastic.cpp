@@ -66,8 +66,8 @@ void Wr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut
         const IntColumn h = FieldColumn(b, n, &UNIKDATA::High), l = FieldColumn(b, n, &UNIKDATA::Low);
         for (int k = 0; k < lines; ++k) {
             if (p[k] < 1) continue;
-            highs[k].resize(static_cast<std::size_t>(n));
-            lows[k].resize(static_cast<std::size_t>(n));
+            highs[k] = IntColumn(static_cast<std::size_t>(n));
+            lows[k] = IntColumn(static_cast<std::size_t>(n));
             WindowExtremes(h.data(), n, p[k], true, highs[k].data());
             WindowExtremes(l.data(), n, p[k], false, lows[k].data());
         }

@@ -64,7 +64,7 @@ void Vol(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o)
 // average over N into column 1 from bar N on (earlier cells are left).
 void Obv(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) {
     const int period = p[0];
-    PooledColumn obv(static_cast<std::size_t>(n)), average(static_cast<std::size_t>(n));
+    Scratch<double> obv(static_cast<std::size_t>(n)), average(static_cast<std::size_t>(n));
     DirectionalVolume(b, n, [&](int i, double v) { obv[i] = v; });
     TrailingAverage(obv.data(), n, period, average.data());
     for (int i = 0; i < n; ++i) {

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <random>
+#include <tuple>
 
 #include "bars.h"
 #include "fenxi/series.h"
@@ -211,6 +212,37 @@ TEST(Columnar, ErrorsNameTheOffender) {
     fenxi::Stream bad("MA1", {0}, 100);
     EXPECT_EQ(bad.error().code, fenxi::Errc::ParameterRange);
     EXPECT_TRUE(std::isnan(bad.Append(testbars::Bar(1, 1, 1, 1))[0]));
+}
+
+// Into the caller's arrays: every cell is written, whatever they held, and
+// the arrays and integer bars are checked.
+TEST(Columnar, IntoArraysEqualsCompute) {
+    const fenxi::Bars bars{testbars::Sample(), 100};
+    const std::size_t n = bars.bars.size();
+    for (const OperationSpec& op : fenxi::Operations()) {
+        const fenxi::Lines want = fenxi::Compute(op.name, {}, bars);
+        std::vector<std::vector<double>> got(static_cast<std::size_t>(op.lineCount), std::vector<double>(n, -7.25));
+        std::vector<std::span<double>> views(got.begin(), got.end());
+        ASSERT_FALSE(fenxi::ComputeInto(op.name, {}, bars, views)) << op.name;
+        for (int k = 0; k < op.lineCount; ++k)
+            for (std::size_t i = 0; i < n; ++i)
+                ASSERT_TRUE(SameBits(got[k][i], want.values[k][i])) << Name(op, k) << " bar " << i;
+    }
+    std::vector<double> a(n), b(n), shortLine(n - 1);
+    const std::span<double> one[] = {a}, two[] = {a, b}, shortTwo[] = {a, shortLine};
+    EXPECT_EQ(fenxi::ComputeInto("MA2", {}, bars, one).code, fenxi::Errc::LengthMismatch);
+    EXPECT_EQ(fenxi::ComputeInto("MA2", {}, bars, shortTwo).code, fenxi::Errc::LengthMismatch);
+    EXPECT_FALSE(fenxi::ComputeInto("MA2", {}, bars, two));
+    for (auto [bar, high, low, code] : {std::tuple{7, 100, 120, fenxi::Errc::HighBelowLow},
+                                        std::tuple{9, 100, -1, fenxi::Errc::PriceNegative},
+                                        std::tuple{3, 2147483647, -2147483647, fenxi::Errc::PriceNegative}}) {
+        fenxi::Bars bad = bars;
+        bad.bars[bar].High = high;
+        bad.bars[bar].Low = low;
+        const fenxi::Error e = fenxi::ComputeInto("MA2", {}, bad, two);
+        EXPECT_EQ(e.code, code) << e.message;
+        EXPECT_EQ(e.index, bar) << e.message;
+    }
 }
 
 TEST(Columnar, UnitFromTheDecimalsWithinThirtyTwoBits) {
