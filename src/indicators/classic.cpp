@@ -73,15 +73,19 @@ void DmiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const doubl
 // Wilder's smoothing: components (14 TR, 15 +DM, 16 -DM) smoothed into 10-12
 // from their N-bar sum by prev - prev/N + x; +DI (19), -DI (20), DX (13),
 // ADX (17, mean of the first N DX, then (prev*(N-1) + DX)/N), ATR (18).
+// TR, +DM and -DM of bar i into x[0..2], all 0 on the first bar.
+void WilderComponents(const UNIKDATA* b, double f, int i, double* x) {
+    x[0] = x[1] = x[2] = 0.0;
+    if (i == 0) return;
+    x[0] = TrueRange(b, f, i);
+    const double up = H(b, f, i) - H(b, f, i - 1), down = L(b, f, i - 1) - L(b, f, i);
+    x[1] = up > down && up > 0 ? up : 0.0;
+    x[2] = down > up && down > 0 ? down : 0.0;
+}
+
 void WilderRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, int N) {
     double* v = r[i].FenXi;
-    v[14] = v[15] = v[16] = 0.0;
-    if (i > 0) {
-        v[14] = TrueRange(b, f, i);
-        const double up = H(b, f, i) - H(b, f, i - 1), down = L(b, f, i - 1) - L(b, f, i);
-        v[15] = up > down && up > 0 ? up : 0.0;
-        v[16] = down > up && down > 0 ? down : 0.0;
-    }
+    WilderComponents(b, f, i, v + 14);
     for (int k = 0; k < 3; ++k) {
         if (i < N)
             v[10 + k] = 0.0;
@@ -311,13 +315,8 @@ void Adx(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     for (int i = 0; i < n; ++i) {
         o.Ahead(0, i);
         o.Ahead(20, i);
-        double x[3] = {0.0, 0.0, 0.0};
-        if (i > 0) {
-            x[0] = TrueRange(b, f, i);
-            const double up = H(b, f, i) - H(b, f, i - 1), down = L(b, f, i - 1) - L(b, f, i);
-            x[1] = up > down && up > 0 ? up : 0.0;
-            x[2] = down > up && down > 0 ? down : 0.0;
-        }
+        double x[3];
+        WilderComponents(b, f, i, x);
         for (int k = 0; k < 3; ++k) {
             if (i > 0 && i <= N) seed[k] += x[k];  // bars 1 .. N, in order
             if (i < N)

@@ -1,6 +1,4 @@
-// Column helpers and property helpers shared by the indicator families.
-// Column helpers work on whole FenXi columns of rows 0..n-1, in row order,
-// and do nothing for n < 1.
+// Series helpers and property helpers shared by the indicator families.
 #pragma once
 
 #include <algorithm>
@@ -12,36 +10,6 @@
 #include "core/series.h"
 
 namespace fenxi {
-
-// FenXi[col] = Close * (10000.0 / unit).
-inline void ColumnFromClose(FENXIDATA* rows, int n, const UNIKDATA* bars, int unit, int col) {
-    const double f = PriceFactor(unit);
-    for (int i = 0; i < n; ++i) rows[i].FenXi[col] = bars[i].Close * f;
-}
-
-// Exponential smoothing seeded with the first value: factor 2/(p+1).
-inline void ColumnEma(FENXIDATA* rows, int n, int src, int dst, int p) {
-    if (n < 1) return;
-    const double keep = Int32Term(std::int64_t{p} - 1);
-    const double div = Int32Term(std::int64_t{p} + 1);
-    rows[0].FenXi[dst] = rows[0].FenXi[src];
-    for (int i = 1; i < n; ++i) {
-        const double x = rows[i].FenXi[src];
-        rows[i].FenXi[dst] = (keep * rows[i - 1].FenXi[dst] + (x + x)) / div;
-    }
-}
-
-// Weighted smoothing seeded with the first value: weight 1 of p.
-inline void ColumnSmooth(FENXIDATA* rows, int n, int src, int dst, int p) {
-    if (n < 1) return;
-    const double keep = Int32Term(std::int64_t{p} - 1);
-    rows[0].FenXi[dst] = rows[0].FenXi[src];
-    for (int i = 1; i < n; ++i) rows[i].FenXi[dst] = (keep * rows[i - 1].FenXi[dst] + rows[i].FenXi[src]) / p;
-}
-
-inline void ColumnScale(FENXIDATA* rows, int n, int src, int dst, double factor) {
-    for (int i = 0; i < n; ++i) rows[i].FenXi[dst] = rows[i].FenXi[src] * factor;
-}
 
 // Cumulative directional volume / 100: put(i, value). Bar 0 gives 0.0;
 // each later bar adds (close up), subtracts (close down) or keeps (level)
