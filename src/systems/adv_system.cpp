@@ -5,6 +5,7 @@
 #include <span>
 
 #include "core/engine_state.h"
+#include "core/pool.h"
 #include "systems/signal_math.h"
 #include "systems/signal_records.h"
 
@@ -124,6 +125,21 @@ void CAnalysisTechniques::RunLongTermSystem(std::vector<_SIG_TABLE>& signals, in
     // Separate literals: 100 + 4.98 is not the double nearest 104.98.
     const double limitPct = narrowLimit ? 4.98 : 9.08;
     const double limitFactor = narrowLimit ? 104.98 : 109.08;
+    // Each bar's high and low in display units, converted once: the windows
+    // below read them up to 20 bars back.
+    const int from = start - 20;
+    Scratch<double> highs(static_cast<std::size_t>(std::max(count - from, 0)));
+    Scratch<double> lows(static_cast<std::size_t>(std::max(count - from, 0)));
+    for (int j = from; j < count; ++j) {
+        highs[j - from] = Display(bars[j].High, unit);
+        lows[j - from] = Display(bars[j].Low, unit);
+    }
+    // MeanOf over the converted column: the same values in the same order.
+    auto mean = [&](const Scratch<double>& v, int first, int last) {
+        double total = 0.0;
+        for (int j = first; j <= last; ++j) total += v[j - from];
+        return total / (last - first + 1);
+    };
     double entry = 0.0;
     for (int i = start; i < count; ++i) {
         const UNIKDATA& bar = bars[i];
@@ -132,9 +148,9 @@ void CAnalysisTechniques::RunLongTermSystem(std::vector<_SIG_TABLE>& signals, in
             static_cast<double>((std::int64_t{bar.Close} - bars[i - 1].Close) * 100) / bars[i - 1].Close;
         const double up = prev * 100.5 / 100;
         const double limit = prev * limitFactor / 100;
-        double hh10 = Display(bars[i - 10].High, unit);
-        for (int j = i - 9; j < i; ++j) hh10 = std::max(hh10, Display(bars[j].High, unit));
-        const double avgH10 = MeanOf(bars, unit, i - 10, i - 1, &UNIKDATA::High);
+        double hh10 = highs[i - 10 - from];
+        for (int j = i - 9; j < i; ++j) hh10 = std::max(hh10, highs[j - from]);
+        const double avgH10 = mean(highs, i - 10, i - 1);
         const std::int64_t c = tick.OfRaw(bar.Close);
         bool hit = false;
         double price = 0.0;
@@ -162,12 +178,11 @@ void CAnalysisTechniques::RunLongTermSystem(std::vector<_SIG_TABLE>& signals, in
             hit = true, price = Display(bar.Close, unit);
         if (bias->At(i - 1, 0) / 100 > 24) {
             double low3 = 9999999;
-            for (int j = i - 3; j < i; ++j) low3 = std::min(low3, Display(bars[j].Low, unit));
+            for (int j = i - 3; j < i; ++j) low3 = std::min(low3, lows[j - from]);
             if (c < tick.Of(low3)) hit = true, price = low3;
         }
         if (c < tick.Of(ch2->At(i - 1, 6)) && c < tick.Of(ch1->At(i - 1, 6)))
-            hit = true, price = std::min(MeanOf(bars, unit, i - 10, i - 1, &UNIKDATA::Low),
-                                         MeanOf(bars, unit, i - 20, i - 1, &UNIKDATA::Low));
+            hit = true, price = std::min(mean(lows, i - 10, i - 1), mean(lows, i - 20, i - 1));
         const double stop = entry - entry * 8 / 100;
         if (c < tick.Of(stop)) hit = true, price = stop;
         if (hit) {
