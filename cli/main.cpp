@@ -20,6 +20,7 @@
 #include "scan.h"
 #include "view.h"
 #include "fenxi/series.h"
+#include "platform/host.h"
 #include "fenxi/signals.h"
 
 using namespace fenxi_cli;
@@ -436,8 +437,8 @@ int Flow(const std::string& which, const Input& in, bool json) {
 std::string SamplePath() {
     namespace fs = std::filesystem;
     std::error_code ec;
-    const fs::path exe = fs::canonical("/proc/self/exe", ec);
-    if (!ec) {
+    const fs::path exe = fenxi::platform::ExecutablePath();
+    if (!exe.empty()) {
         const fs::path installed = exe.parent_path().parent_path() / "share" / "fenxi" / kSample;
         if (fs::exists(installed, ec)) return installed.string();
         if (exe.parent_path().filename() == "cli" && fs::exists(fs::path(FENXI_SOURCE_DATA_DIR) / kSample, ec))

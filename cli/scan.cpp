@@ -8,11 +8,11 @@
 #include <thread>
 
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 #include "bars_csv.h"
 #include "fenxi/signals.h"
 #include "format.h"
+#include "platform/host.h"
 
 namespace fenxi_cli {
 namespace {
@@ -106,7 +106,7 @@ int Scan(const std::vector<std::string>& inputs, int jobs, bool json) {
     const std::vector<std::string> files = Files(inputs);
     std::vector<Summary> rows(files.size());
     std::atomic<std::size_t> next{0}, done{0};
-    const bool progress = isatty(2) != 0;
+    const bool progress = fenxi::platform::StderrIsTerminal();
     auto work = [&] {
         for (std::size_t k; (k = next++) < files.size();) {
             rows[k] = ScanOne(files[k]);

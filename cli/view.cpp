@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "fenxi/series.h"
+#include "platform/host.h"
 #include "fenxi/signals.h"
 
 namespace fenxi_cli {
@@ -27,7 +28,7 @@ std::int64_t Seconds(std::int32_t date, std::int32_t time) {
     t.tm_hour = time / 10000;
     t.tm_min = time / 100 % 100;
     t.tm_sec = time % 100;
-    return static_cast<std::int64_t>(timegm(&t));
+    return fenxi::platform::UtcSeconds(t);
 }
 
 double Price(std::int32_t raw, int unit) { return static_cast<double>(raw) / unit; }
@@ -161,8 +162,8 @@ fs::path Assets(const std::string& given) {
     std::vector<fs::path> places;
     if (!given.empty()) places.emplace_back(given);
     std::error_code ec;
-    const fs::path exe = fs::canonical("/proc/self/exe", ec);
-    if (!ec) places.push_back(exe.parent_path().parent_path() / "share" / "fenxi" / "web");
+    const fs::path exe = fenxi::platform::ExecutablePath();
+    if (!exe.empty()) places.push_back(exe.parent_path().parent_path() / "share" / "fenxi" / "web");
     places.emplace_back(FENXI_SOURCE_WEB_DIR);
     for (const fs::path& p : places)
         if (fs::exists(p / "view.js", ec) && fs::exists(p / "lightweight-charts.standalone.production.js", ec))

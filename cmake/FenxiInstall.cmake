@@ -29,3 +29,18 @@ else()
 endif()
 configure_file(cmake/fenxi.pc.in ${CMAKE_CURRENT_BINARY_DIR}/fenxi.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/fenxi.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# Windows: a zip of the installed tree (cpack -G ZIP), with the licences of
+# the MinGW-w64 runtime linked statically into fenxi.dll and fenxi.exe.
+if(WIN32)
+  foreach(doc gcc-mingw-w64-base mingw-w64-common)
+    if(EXISTS /usr/share/doc/${doc}/copyright)
+      install(FILES /usr/share/doc/${doc}/copyright DESTINATION share/licences RENAME ${doc}.txt)
+    endif()
+  endforeach()
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_NAME fenxi)
+  set(CPACK_PACKAGE_FILE_NAME fenxi-${PROJECT_VERSION}-windows-${CMAKE_SYSTEM_PROCESSOR})
+  set(CPACK_INCLUDE_TOPLEVEL_DIRECTORY ON)
+  include(CPack)
+endif()

@@ -2,7 +2,8 @@
 # Builds and runs every test: the thread stress test under ThreadSanitizer,
 # the fuzz smoke run, then the whole suite optimised (with the Python package
 # under pytest) and again in Debug under AddressSanitizer and
-# UndefinedBehaviorSanitizer (LeakSanitizer on).
+# UndefinedBehaviorSanitizer (LeakSanitizer on), then the Windows builds
+# (the suite under Wine) and the comparison of every build's output hash.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -11,7 +12,7 @@ jobs=$(nproc)
 export TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1
 cmake -S . -B build/tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFENXI_SANITIZE=thread -DFENXI_BUILD_CLI=OFF \
   -DFENXI_BUILD_SHARED=OFF -DFENXI_BUILD_PYTHON=OFF
-cmake --build build/tsan -j "$jobs" --target fenxi_stress_tests
+cmake --build build/tsan -j "$jobs" --target fenxi_stress_tests fenxi_output_hash
 ctest --test-dir build/tsan --output-on-failure -R Stress
 unset TSAN_OPTIONS
 
@@ -29,3 +30,7 @@ cmake -S . -B build/sanitize -G Ninja -DCMAKE_BUILD_TYPE=Debug -DFENXI_WERROR=ON
   -DFENXI_BUILD_PYTHON=OFF
 cmake --build build/sanitize -j "$jobs"
 ctest --test-dir build/sanitize --output-on-failure -j "$jobs"
+
+# The Windows DLL under Wine, then the same output bits on every build.
+bash scripts/windows.sh
+bash scripts/same_bits.sh

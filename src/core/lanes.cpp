@@ -8,6 +8,8 @@
 #include <atomic>
 #include <bit>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 
 namespace fenxi::lanes {
 namespace {
@@ -138,9 +140,18 @@ FENXI_LANES_ROUTE(__attribute__((flatten, target("avx2"))), avx2, V4)
 #endif
 #undef FENXI_LANES_ROUTE
 
+#ifdef FENXI_LANES_HAVE_AVX2
+bool BaselineAsked() {
+    const char* v = std::getenv("FENXI_LANES");
+    return v != nullptr && std::strcmp(v, "baseline") == 0;
+}
+#endif
+
 const Table& Detected() {
 #ifdef FENXI_LANES_HAVE_AVX2
-    static const bool avx2 = __builtin_cpu_supports("avx2");
+    // FENXI_LANES=baseline keeps the baseline route (every route gives the
+    // same bits; this lets anyone check that on their machine).
+    static const bool avx2 = __builtin_cpu_supports("avx2") && !BaselineAsked();
     if (avx2) return avx2Table;
 #endif
     return baselineTable;

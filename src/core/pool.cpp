@@ -1,6 +1,7 @@
 // The per-thread block pool.
 #include "core/pool.h"
 
+#include <cstdint>
 #include <cstdlib>
 
 namespace fenxi {
@@ -24,8 +25,13 @@ thread_local bool finished = false;
 
 std::size_t& Capacity(void* header) { return *static_cast<std::size_t*>(header); }
 
+// The malloc'd address the header was carved from, kept after the capacity
+// (aligned_alloc is not in every C library).
+void*& Raw(void* header) { return static_cast<void**>(header)[1]; }
+void Free(void* header) { std::free(Raw(header)); }
+
 Pool::~Pool() {
-    for (void* header : blocks) std::free(header);
+    for (void* header : blocks) Free(header);
     finished = true;
     current = nullptr;
 }
@@ -58,10 +64,14 @@ void* PoolAllocate(std::size_t bytes) {
             return static_cast<char*>(header) + kHeader;
         }
     }
-    if (bytes > static_cast<std::size_t>(-1) - kHeader) throw std::bad_alloc();
-    void* header = std::aligned_alloc(kHeader, (bytes + kHeader + kHeader - 1) / kHeader * kHeader);
-    if (header == nullptr) throw std::bad_alloc();
+    if (bytes > static_cast<std::size_t>(-1) - 2 * kHeader) throw std::bad_alloc();
+    void* raw = std::malloc(bytes + 2 * kHeader);
+    if (raw == nullptr) throw std::bad_alloc();
+    // The block at the first 64-byte boundary at least a header past raw.
+    const auto at = (reinterpret_cast<std::uintptr_t>(raw) + 2 * kHeader - 1) / kHeader * kHeader;
+    void* header = reinterpret_cast<void*>(at - kHeader);
     Capacity(header) = bytes;
+    Raw(header) = raw;
     return static_cast<char*>(header) + kHeader;
 }
 
@@ -78,7 +88,7 @@ void PoolRelease(void* block) noexcept {
         } catch (...) {  // no room to remember it: free it instead
         }
     }
-    std::free(header);
+    Free(header);
 }
 
 std::size_t PooledBytes() noexcept {

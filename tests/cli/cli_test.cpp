@@ -10,9 +10,9 @@
 #include <sstream>
 #include <string>
 
-#include <unistd.h>
 
 #include "bars.h"
+#include "platform/host.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ struct Result {
 
 Result Fenxi(const std::string& args) {
     const auto dir = std::filesystem::temp_directory_path();
-    const std::string id = std::to_string(::getpid());  // several runs of the suite may share the directory
+    const std::string id = std::to_string(fenxi::platform::ProcessId());  // several runs of the suite may share the directory
     const std::string outFile = (dir / ("fenxi_cli_out_" + id)).string(), errFile = (dir / ("fenxi_cli_err_" + id)).string();
     const int status = std::system((std::string(FENXI_CLI) + " " + args + " >" + outFile + " 2>" + errFile).c_str());
     auto slurp = [](const std::string& f) {
@@ -32,7 +32,7 @@ Result Fenxi(const std::string& args) {
         ss << in.rdbuf();
         return ss.str();
     };
-    return {WEXITSTATUS(status), slurp(outFile), slurp(errFile)};
+    return {fenxi::platform::ExitStatus(status), slurp(outFile), slurp(errFile)};
 }
 
 std::string Write(const std::string& name, const std::string& text) {
@@ -203,7 +203,7 @@ TEST(Cli, CsvJsonUpdateChartSignalsTipsFlowAndNewestFirstFiles) {
 }
 
 TEST(Cli, ScanReportsEveryFileAndSkipsABrokenOne) {
-    const auto dir = std::filesystem::temp_directory_path() / ("fenxi_scan_" + std::to_string(::getpid()));
+    const auto dir = std::filesystem::temp_directory_path() / ("fenxi_scan_" + std::to_string(fenxi::platform::ProcessId()));
     std::filesystem::create_directories(dir);
     std::filesystem::copy_file(kSample, dir / "daily_sz002032.csv", std::filesystem::copy_options::overwrite_existing);
     std::ofstream(dir / "broken.csv") << "date,open,high,low,close\n20200102,1,abc,1,1\n";

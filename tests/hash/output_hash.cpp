@@ -1,0 +1,178 @@
+// One hash of everything the engine computes over the shipped bars: every
+// registry operation's rows, property and updated rows and its columnar
+// lines, the chart transforms, both systems with their tips, the tactics
+// pools and the flat C functions, at units 100, 1000 and 10000. Builds with
+// different compilers, optimisation levels, vector routes and operating
+// systems must print the same hash.
+//   output_hash DATA_CSV     (FENXI_LANES=baseline: without the AVX2 lanes)
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "fenxi/fenxi_c.h"
+#include "fenxi/series.h"
+#include "fenxi/signals.h"
+
+namespace {
+
+struct Hash {
+    std::uint64_t h = 1469598103934665603ull;
+    void Add(const void* p, std::size_t n) {
+        const auto* b = static_cast<const unsigned char*>(p);
+        for (std::size_t i = 0; i < n; ++i) h = (h ^ b[i]) * 1099511628211ull;
+    }
+    template <class T>
+    void Value(const T& v) {
+        Add(&v, sizeof v);
+    }
+    void Text(const std::string& s) {
+        Value(s.size());
+        Add(s.data(), s.size());
+    }
+};
+
+// "12.21" as 1221 x scale, read digit by digit (no binary rounding).
+std::int32_t Price(const std::string& text, int scale) {
+    std::int64_t whole = 0, frac = 0;
+    int digits = 0;
+    bool after = false;
+    for (char c : text) {
+        if (c == '.') after = true;
+        else if (!after) whole = whole * 10 + (c - '0');
+        else if (digits < 2) frac = frac * 10 + (c - '0'), ++digits;
+    }
+    while (digits++ < 2) frac *= 10;
+    return static_cast<std::int32_t>((whole * 100 + frac) * scale);
+}
+
+// date,amount,close,high,low,open,volume
+std::vector<UNIKDATA> Load(const char* path, int scale) {
+    std::ifstream in(path);
+    std::string line;
+    std::getline(in, line);
+    std::vector<UNIKDATA> bars;
+    while (std::getline(in, line)) {
+        std::stringstream s(line);
+        std::string f[7];
+        for (auto& x : f) std::getline(s, x, ',');
+        UNIKDATA b{};
+        b.Date = std::stoi(f[0]);
+        b.Amount = std::stod(f[1]);
+        b.Close = Price(f[2], scale);
+        b.High = Price(f[3], scale);
+        b.Low = Price(f[4], scale);
+        b.Open = Price(f[5], scale);
+        b.Volume = static_cast<std::uint64_t>(std::stod(f[6]));
+        bars.push_back(b);
+    }
+    return bars;
+}
+
+void Operations(std::vector<UNIKDATA>& bars, int unit, Hash& h) {
+    const int n = static_cast<int>(bars.size());
+    for (const fenxi::OperationSpec& op : fenxi::Operations()) {
+        std::int32_t p[fenxi::kMaxParams];
+        fenxi::ResolveParams(op, {}, p);
+        CAnalysisTechniques e;
+        fenxi::Row* rows = nullptr;
+        e.GenerateBuffer(bars.data(), unit, rows, n);
+        fenxi::RowProperty property;
+        std::memset(&property, 0, sizeof property);
+        op.generate(e, bars.data(), unit, rows, n, p, &property, 0);
+        h.Add(rows, sizeof(fenxi::Row) * n);
+        h.Value(property);
+        if (op.update != nullptr) {
+            op.update(e, bars.data(), unit, rows, n, p);
+            h.Add(rows, sizeof(fenxi::Row) * n);
+        }
+        const fenxi::Lines lines = fenxi::Compute(op.name, {}, fenxi::Bars{bars, unit});
+        for (const auto& v : lines.values) h.Add(v.data(), v.size() * sizeof(double));
+    }
+}
+
+void Charts(std::vector<UNIKDATA>& bars, int unit, Hash& h) {
+    for (int type = 0; type <= 5; ++type) {
+        CAnalysisTechniques e;
+        fenxi::Row* rows = nullptr;
+        fenxi::RowProperty property;
+        std::memset(&property, 0, sizeof property);
+        ATP_KLINE settings{};
+        settings.ChartType = type;
+        settings.ChartParam = type == 3 ? 3 : type == 4 ? 50 * unit / 100 : 100 * unit / 100;
+        UNIKDATA* made = nullptr;
+        int count = 0;
+        e.GenerateKLINE(bars.data(), unit, static_cast<int>(bars.size()), made, count, rows, &property, &settings,
+                        "002032");
+        if (made != nullptr) h.Add(made, sizeof(UNIKDATA) * static_cast<std::size_t>(count));
+        h.Value(count);
+        h.Value(settings.ChartParam);
+        FreeKLineBars(&made);
+    }
+}
+
+void Systems(const std::vector<UNIKDATA>& bars, int unit, Hash& h) {
+    const fenxi::Bars b{bars, unit};
+    for (fenxi::System system : {fenxi::System::Long, fenxi::System::Short})
+        for (int flags = 0; flags < 8; ++flags) {
+            const fenxi::SystemFlags f{(flags & 1) != 0, (flags & 2) != 0, (flags & 4) != 0};
+            const fenxi::SystemRun run = fenxi::RunSystem(b, system, {"002032", 0}, f, -1);
+            h.Add(run.points.data(), run.points.size() * sizeof(_SIG_TABLE));
+            h.Value(run.tip.given);
+            h.Text(run.tip.text);
+            h.Value(run.tip.threshold);
+        }
+    for (fenxi::Pool pool : {fenxi::Pool::Short, fenxi::Pool::Mid, fenxi::Pool::Long})
+        for (const fenxi::TacticRecord& t : fenxi::Tactics(b, pool)) {
+            h.Value(t.sequence), h.Value(t.tactic), h.Value(t.entry), h.Value(t.bar), h.Value(t.date);
+            h.Value(t.price), h.Value(t.measure), h.Value(t.link), h.Text(t.name);
+        }
+}
+
+void Flat(std::vector<UNIKDATA>& bars, int unit, Hash& h) {
+    const std::int32_t n = static_cast<std::int32_t>(bars.size());
+    for (std::int32_t period : {1, 7, 9}) {
+        LineStruct* lines = nullptr;
+        std::int32_t count = 0;
+        if (ComputeDKDataForC(n, bars.data(), &lines, &count, "002032", 0, period, false, false, unit))
+            h.Add(lines, sizeof(LineStruct) * static_cast<std::size_t>(count));
+        FreeLineStruct(reinterpret_cast<void**>(&lines));
+        for (auto* flow : {&GenerateZJLDXFXForC, &GenerateSHLDXFXForC}) {
+            if (flow(n, bars.data(), &lines, &count, "002032", 0, period, unit))
+                h.Add(lines, sizeof(LineStruct) * static_cast<std::size_t>(count));
+            FreeLineStruct(reinterpret_cast<void**>(&lines));
+        }
+        char* text = nullptr;
+        std::int32_t length = 0;
+        if (ComputeDKMsgForC(n, bars.data(), &text, &length, "002032", 0, period, false, false, unit))
+            h.Add(text, static_cast<std::size_t>(length));
+        FreeCharBuffer(reinterpret_cast<void**>(&text));
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: output_hash DATA_CSV\n");
+        return 2;
+    }
+    Hash h;
+    for (int scale : {1, 10, 100}) {
+        std::vector<UNIKDATA> bars = Load(argv[1], scale);
+        if (bars.empty()) {
+            std::fprintf(stderr, "%s: no bars\n", argv[1]);
+            return 1;
+        }
+        const int unit = 100 * scale;
+        Operations(bars, unit, h);
+        Charts(bars, unit, h);
+        Systems(bars, unit, h);
+        Flat(bars, unit, h);
+    }
+    std::printf("%016llx\n", static_cast<unsigned long long>(h.h));
+    return 0;
+}
