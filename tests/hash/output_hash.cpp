@@ -1,10 +1,12 @@
 // One hash of everything the engine computes over the shipped bars: every
-// registry operation's rows, property and updated rows and its columnar
-// lines, the chart transforms, both systems with their tips, the tactics
-// pools and the flat C functions, at units 100, 1000 and 10000. Builds with
-// different compilers, optimisation levels, vector routes and operating
-// systems must print the same hash.
-//   output_hash DATA_CSV     (FENXI_LANES=baseline: without the AVX2 lanes)
+// registry operation's rows, property and updated rows (at its defaults and
+// at odd parameters) and its columnar lines, the chart transforms, both
+// systems with their tips, the tactics pools and the flat C functions, at
+// units 100, 1000 and 10000. Builds with different compilers, optimisation
+// levels, vector routes and operating systems must print the same hash, and
+// it must be the hash recorded in tests/CMakeLists.txt: any change to any
+// output byte shows here.
+//   output_hash DATA_CSV [EXPECTED]   (FENXI_LANES=baseline: without the AVX2 lanes)
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -72,22 +74,35 @@ std::vector<UNIKDATA> Load(const char* path, int scale) {
     return bars;
 }
 
+// Every operation at its defaults and at odd parameters (1, 2, 7, 30, 0, -3
+// in every slot, mixed), over the whole series and its first 40 and 1 bars,
+// into rows holding junk and a property holding 0x5A bytes, so that what a
+// generator leaves untouched is pinned as well as what it writes; then its
+// updater; and its columnar lines at the defaults.
 void Operations(std::vector<UNIKDATA>& bars, int unit, Hash& h) {
-    const int n = static_cast<int>(bars.size());
+    const int all = static_cast<int>(bars.size());
     for (const fenxi::OperationSpec& op : fenxi::Operations()) {
-        std::int32_t p[fenxi::kMaxParams];
-        fenxi::ResolveParams(op, {}, p);
-        CAnalysisTechniques e;
-        fenxi::Row* rows = nullptr;
-        e.GenerateBuffer(bars.data(), unit, rows, n);
-        fenxi::RowProperty property;
-        std::memset(&property, 0, sizeof property);
-        op.generate(e, bars.data(), unit, rows, n, p, &property, 0);
-        h.Add(rows, sizeof(fenxi::Row) * n);
-        h.Value(property);
-        if (op.update != nullptr) {
-            op.update(e, bars.data(), unit, rows, n, p);
-            h.Add(rows, sizeof(fenxi::Row) * n);
+        for (int shape = 0; shape < 7; ++shape) {
+            static const int kValues[] = {0, 1, 2, 7, 30, 0, -3};
+            std::int32_t p[fenxi::kMaxParams] = {};
+            if (shape == 0) fenxi::ResolveParams(op, {}, p);
+            for (int k = 0; shape > 0 && k < op.paramCount; ++k) p[k] = k % 2 ? kValues[shape] : kValues[shape] + k;
+            for (int n : {all, 40, 1}) {
+                CAnalysisTechniques e;
+                fenxi::Row* rows = nullptr;
+                e.GenerateBuffer(bars.data(), unit, rows, n);
+                for (int i = 0; i < n; ++i)
+                    for (int c = 0; c < 43; ++c) rows[i].FenXi[c] = 1.25 + i * 0.5 + c;
+                fenxi::RowProperty property;
+                std::memset(&property, 0x5A, sizeof property);
+                op.generate(e, bars.data(), unit, rows, n, p, &property, 0);
+                if (rows != nullptr) h.Add(rows, sizeof(fenxi::Row) * static_cast<std::size_t>(n));
+                h.Value(property);
+                if (op.update != nullptr && rows != nullptr) {
+                    op.update(e, bars.data(), unit, rows, n, p);
+                    h.Add(rows, sizeof(fenxi::Row) * static_cast<std::size_t>(n));
+                }
+            }
         }
         const fenxi::Lines lines = fenxi::Compute(op.name, {}, fenxi::Bars{bars, unit});
         for (const auto& v : lines.values) h.Add(v.data(), v.size() * sizeof(double));
@@ -157,7 +172,7 @@ void Flat(std::vector<UNIKDATA>& bars, int unit, Hash& h) {
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: output_hash DATA_CSV\n");
+        std::fprintf(stderr, "usage: output_hash DATA_CSV [EXPECTED]\n");
         return 2;
     }
     Hash h;
@@ -173,6 +188,12 @@ int main(int argc, char** argv) {
         Systems(bars, unit, h);
         Flat(bars, unit, h);
     }
-    std::printf("%016llx\n", static_cast<unsigned long long>(h.h));
+    char text[17];
+    std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(h.h));
+    std::printf("%s\n", text);
+    if (argc > 2 && std::strcmp(argv[2], text) != 0) {
+        std::fprintf(stderr, "output hash %s, expected %s: some output changed\n", text, argv[2]);
+        return 1;
+    }
     return 0;
 }

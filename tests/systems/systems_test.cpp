@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "bars.h"
+#include "fenxi/signals.h"
 #include "systems/signal_records.h"
 
 using namespace testbars;
@@ -175,4 +176,21 @@ TEST(SignalRecords, KeptColumnsEqualTheGeneratorRows) {
     EXPECT_FALSE(fenxi::EvaluateKept(bars.data(), 100, 100, 134, ten, 1u << 4, set));
     EXPECT_FALSE(fenxi::EvaluateKept(bars.data(), 100, 100, 119, zero, 1u, set));
     EXPECT_FALSE(fenxi::EvaluateKept(bars.data(), 0, 100, 134, ten, 1u << 5, set));
+}
+
+// The long-term entry on an overheated bar (the previous bar's 20-bar BIAS at
+// 18 % or more) is at the highest high of the ten bars before, not at the
+// channel: closes at 10 under highs of 20 (22 on bar 21) keep the ordinary
+// entry shut, a jump to 12.50 on bar 30 overheats, and bar 31 closes above
+// the ten-bar high.
+TEST(AdvSystem, OverheatedEntryAtTheTenBarHigh) {
+    std::vector<UNIKDATA> bars;
+    for (int i = 0; i < 30; ++i) bars.push_back(testbars::Bar(1000, i == 21 ? 2200 : 2000, 1000, 1000, 1000));
+    bars.push_back(testbars::Bar(1000, 2000, 1000, 1250, 1000));
+    bars.push_back(testbars::Bar(1250, 2300, 1250, 2300, 1000));
+    const fenxi::SystemRun run = fenxi::RunSystem(fenxi::Bars{bars, 100}, fenxi::System::Long, {"002032", 0});
+    ASSERT_EQ(run.points.size(), 1u);
+    EXPECT_EQ(run.points[0].BarIndex, 31);
+    EXPECT_EQ(run.points[0].Kind, 0);
+    EXPECT_EQ(run.points[0].Price, 2200 * 10000.0 / 100);
 }
