@@ -12,10 +12,6 @@ void BiasColumn(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int 
     for (int i = from; i < count; ++i) rows[i].FenXi[col] = bias(bars, unit, count, i, period) * 100.0;
 }
 
-void BiasColumnAll(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int period, int col) {
-    if (period <= 0) return;  // the line keeps what the buffer held
-    BiasValues(bars, unit, count, period, [&](int i, double v) { rows[i].FenXi[col] = v; });
-}
 
 }  // namespace
 
@@ -42,8 +38,33 @@ void Extreme(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const Li
     }
 }
 
+// BIASk = (C - MA(C, Nk)) / MA(C, Nk) * 100 * 100 into column k for each
+// Nk > 0 (a line with Nk <= 0 is left as it was), as BiasValues forms it:
+// the three running sums in one pass.
+void Bias(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    bool running = true;
+    for (int k = 0; k < 3; ++k) running = running && p[k] < (1 << 22);
+    if (!running) {
+        for (int k = 0; k < 3; ++k)
+            if (p[k] > 0) BiasValues(b, unit, n, p[k], [&](int i, double v) { o(k, i) = v; });
+        return;
+    }
+    std::int64_t total[3] = {0, 0, 0};
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        for (int k = 0; k < 3; ++k) {
+            if (p[k] <= 0) continue;
+            total[k] += b[i].Close;
+            if (i >= p[k]) total[k] -= b[i - p[k]].Close;
+            const double avg = static_cast<double>(total[k]) / p[k];
+            o(k, i) = (b[i].Close - avg) / avg * 100.0 * 100.0;
+        }
+    }
+}
+
 }  // namespace
 
+const detail::Kernel BIAS{&Bias, detail::Cols({0, 1, 2})};
 const detail::Kernel HHV{&Extreme<true>, detail::Cols({0})}, LLV{&Extreme<false>, detail::Cols({0})};
 
 }  // namespace fenxi::kernels
@@ -61,7 +82,7 @@ void CAnalysisTechniques::GenerateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out
     }
     property->ValueScale = 100;
     SetFormat(property, "%.2f");
-    for (int k = 0; k < 3; ++k) BiasColumnAll(bars, unit, rows, count, p[k], k);
+    RunKernel(kernels::BIAS, bars, unit, rows, count, p);
     LeaveLock();
 }
 

@@ -4,6 +4,34 @@
 
 using namespace fenxi;
 
+namespace fenxi::kernels {
+namespace {
+
+// EXPMA = EXPMA' * (N-1)/(N+1) + 2C/(N+1) over the close SHIFT bars ahead into
+// column 0 for rows 0 .. n-SHIFT-1, seeded with bar 0 (not bar SHIFT);
+// columns 2-5 the bar's open, close, high and low.
+void Expma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int shift = p[1];
+    const double f = PriceFactor(unit);
+    const double keep = Int32Term(std::int64_t{p[0]} - 1), div = Int32Term(std::int64_t{p[0]} + 1);
+    double e = b[0].Close * f;
+    o(0, 0) = e;
+    for (int k = 1; k < n - shift; ++k) {
+        const double x = b[shift + k].Close * f;
+        o(0, k) = e = e * keep / div + (x + x) / div;
+    }
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(2, i);
+        CopyPrices(b[i], f, o(2, i), o(4, i), o(5, i), o(3, i));
+    }
+}
+
+}  // namespace
+
+const detail::Kernel EXPMA{&Expma, detail::Cols({0, 2, 3, 4, 5})};
+
+}  // namespace fenxi::kernels
+
 void CAnalysisTechniques::GenerateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p, int shift,
                                         FENXIDATA_PROPERTY* property, int) {
     if (n < 1 || bars == nullptr || property == nullptr || shift < 0) return;
@@ -19,17 +47,8 @@ void CAnalysisTechniques::GenerateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& ou
     property->ValueScale = 10000;
     SetFormat(property, "%.2f");
 
-    const double f = PriceFactor(unit);
-    const double keep = Int32Term(std::int64_t{p} - 1), div = Int32Term(std::int64_t{p} + 1);
-    rows[0].FenXi[0] = bars[0].Close * f;  // seeded with bar 0, not bar `shift`
-    for (int k = 1; k < n - shift; ++k) {
-        const double x = bars[shift + k].Close * f;
-        rows[k].FenXi[0] = rows[k - 1].FenXi[0] * keep / div + (x + x) / div;
-    }
-    for (int i = 0; i < n; ++i) {
-        double* v = rows[i].FenXi;
-        CopyPrices(bars[i], f, v[2], v[4], v[5], v[3]);
-    }
+    const std::int32_t params[] = {p, shift};
+    RunKernel(kernels::EXPMA, bars, unit, rows, n, params);
     LeaveLock();
 }
 

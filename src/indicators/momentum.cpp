@@ -112,9 +112,44 @@ void CciKernel(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const 
     }
 }
 
+// PSY's rising, falling and level shares (columns 3-5) from bar N-1, 0
+// before; N > 0.
+void Psy(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0];
+    FENXIDATA row;
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(3, i);
+        if (i < period - 1) {
+            o(3, i) = o(4, i) = o(5, i) = 0;
+            continue;
+        }
+        PsyRow(b, n, i, period, row);
+        o(3, i) = row.FenXi[3];
+        o(4, i) = row.FenXi[4];
+        o(5, i) = row.FenXi[5];
+    }
+}
+
+// OSC = C / REF(C, N) * 100 * 100 into column 0 from bar N; MAOSC = its
+// average over M into column 1 from bar N+M-1 (M >= 1). N > 0.
+void Osc(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0], average = p[1];
+    if (period >= n) return;
+    const int count = n - period;
+    Scratch<double> osc(static_cast<std::size_t>(count)), mean(static_cast<std::size_t>(count));
+    for (int j = 0; j < count; ++j) osc[j] = fenxi::osc(b, unit, n, period + j, period) * 100.0;
+    if (average >= 1) AverageInto(osc.data(), count, average, mean.data());
+    for (int j = 0; j < count; ++j) {
+        o.Ahead(0, period + j);
+        o(0, period + j) = osc[j];
+        if (average >= 1 && j >= average - 1) o(1, period + j) = mean[j];
+    }
+}
+
 }  // namespace
 
 using detail::Cols;
+const detail::Kernel PSY{&Psy, Cols({3, 4, 5})}, OSC{&Osc, Cols({0, 1})};
 const detail::Kernel ROC{&RocKernel, Cols({1})}, MTM{&Mtm, Cols({1, 2})}, CCI{&CciKernel, Cols({2, 3, 4, 5})};
 
 }  // namespace fenxi::kernels
@@ -131,12 +166,8 @@ void CAnalysisTechniques::GeneratePSY(UNIKDATA* bars, int, FENXIDATA*& out, int 
     rows[0].FenXi[1] = 50.0;
     rows[0].FenXi[2] = 80.0;
     if (period > 0) {
-        for (int i = 0; i < count; ++i) {
-            if (i < period - 1)
-                rows[i].FenXi[3] = rows[i].FenXi[4] = rows[i].FenXi[5] = 0;
-            else
-                PsyRow(bars, count, i, period, rows[i]);
-        }
+        const std::int32_t p[] = {period};
+        RunKernel(kernels::PSY, bars, 0, rows, count, p);
     }
     LeaveLock();
 }
@@ -204,11 +235,8 @@ void CAnalysisTechniques::GenerateOSC(UNIKDATA* bars, int unit, FENXIDATA*& out,
     property->EndPos[0] = property->EndPos[1] = count;
     SetLines(property, {3, 3}, 100);
     if (period > 0) {
-        for (int i = period; i < count; ++i) {
-            rows[i].FenXi[0] = osc(bars, unit, count, i, period) * 100.0;
-            if (average >= 1 && i >= std::int64_t{period} + average - 1)
-                rows[i].FenXi[1] = sum(rows, count, i, average, 0) / average;
-        }
+        const std::int32_t p[] = {period, average};
+        RunKernel(kernels::OSC, bars, unit, rows, count, p);
     }
     LeaveLock();
 }

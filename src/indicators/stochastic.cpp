@@ -26,9 +26,6 @@ void SetLevels(FENXIDATA* rows, std::initializer_list<double> levels) {
     for (double v : levels) rows[0].FenXi[k++] = v;
 }
 
-void RsvColumn(const UNIKDATA* bars, int n, int p, FENXIDATA* rows, int col) {
-    RsvValues(bars, n, p, [&](int i, double v) { rows[i].FenXi[col] = v; });
-}
 
 // %R of the newest bar over bars n-1 .. n-p, the range started from the close.
 double WrNewest(const UNIKDATA* bars, double f, int n, int p) {
@@ -112,8 +109,25 @@ void Kdj(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o)
     });
 }
 
+// KD: the RSV into column 2; K seeded from the previous RSV on bar 1, D from
+// K on bar 2, both x100 into columns 3 and 4; the cells before are left as
+// they were and scaled x100 like the rest.
+void Kd(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) {
+    double previous = 0.0, k = 0.0, d = 0.0;
+    RsvValues(b, n, p[0], [&](int i, double rsv) {
+        o.Ahead(2, i);
+        o(2, i) = rsv;
+        if (i >= 1) k = Smooth(i == 1 ? previous : k, rsv, p[1]);
+        if (i >= 2) d = Smooth(i == 2 ? previous : d, k, p[2]);
+        previous = i == 0 ? rsv : k;  // the RSV of bar 0, then K of the bar before
+        o(3, i) = i >= 1 ? k * 100 : o(3, i) * 100;
+        o(4, i) = i >= 2 ? d * 100 : o(4, i) * 100;
+    });
+}
+
 }  // namespace
 
+const detail::Kernel KD{&Kd, detail::Cols({2, 3, 4})};
 const detail::Kernel WR{&Wr, detail::Cols({3, 4, 5, 6, 7, 8, 9, 10})}, KDJ{&Kdj, detail::Cols({2, 3, 4, 5})};
 
 }  // namespace fenxi::kernels
@@ -142,19 +156,8 @@ void CAnalysisTechniques::GenerateKD(UNIKDATA* bars, int, FENXIDATA*& out, int n
     FENXIDATA* rows = out = Acquire(RowsWithExtra(n, std::int64_t{p2} + p3));
     if (rows == nullptr) return;
     SetLevels(rows, {2000.0, 8000.0});
-    RsvColumn(bars, n, p1, rows, 2);
-    for (int i = 0; i < n; ++i) {
-        double* v = rows[i].FenXi;
-        if (i == 1) v[3] = Smooth(rows[0].FenXi[2], v[2], p2);  // seeded with the previous RSV
-        if (i >= 2) v[3] = Smooth(rows[i - 1].FenXi[3], v[2], p2);
-        if (i == 2) v[4] = Smooth(rows[1].FenXi[3], v[3], p3);
-        if (i > 2) v[4] = Smooth(rows[i - 1].FenXi[4], v[3], p3);
-    }
-    // Rows 0 and 1 scale whatever the buffer held where nothing was written.
-    for (int i = 0; i < n; ++i) {
-        rows[i].FenXi[3] *= 100;
-        rows[i].FenXi[4] *= 100;
-    }
+    const std::int32_t p[] = {p1, p2, p3};
+    RunKernel(kernels::KD, bars, 0, rows, n, p);
     LeaveLock();
 }
 

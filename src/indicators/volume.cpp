@@ -74,9 +74,29 @@ void Obv(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o)
     }
 }
 
+// VOLUME = V into column 0.
+void Vol1(const UNIKDATA* b, int, int n, const std::int32_t*, const LineOut& o) {
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(0, i) = static_cast<double>(b[i].Volume);
+    }
+}
+
+// VR of each bar from bar N into column 0, 0 before.
+void Vr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0];
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < std::min(period, n); ++i) o(0, i) = 0.0;
+    for (int i = period; i < n; ++i) {
+        o.Ahead(0, i);
+        o(0, i) = VolumeRatio(b, f, i, period);
+    }
+}
+
 }  // namespace
 
-const detail::Kernel VOL{&Vol, detail::Cols({0, 2, 3})}, OBV{&Obv, detail::Cols({0, 1})};
+const detail::Kernel VOL{&Vol, detail::Cols({0, 2, 3})}, OBV{&Obv, detail::Cols({0, 1})}, VOL1{&Vol1, detail::Cols({0})},
+    VR{&Vr, detail::Cols({0})};
 
 }  // namespace fenxi::kernels
 
@@ -88,7 +108,7 @@ void CAnalysisTechniques::GenerateVOL1(UNIKDATA* bars, int, FENXIDATA*& out, int
     property->StartPos[0] = 0;
     property->LineStyle[0] = 11;
     SetCountScale(property, "%.0f");
-    for (int i = 0; i < count; ++i) rows[i].FenXi[0] = static_cast<double>(bars[i].Volume);
+    RunKernel(kernels::VOL1, bars, 0, rows, count, nullptr);
     LeaveLock();
 }
 
@@ -140,9 +160,8 @@ void CAnalysisTechniques::GenerateVR(UNIKDATA* bars, int unit, FENXIDATA*& out, 
     property->LineStyle[0] = 3;
     SetCountScale(property, "%.2f");
 
-    const double f = PriceFactor(unit);
-    for (int i = 0; i < std::min(period, count); ++i) rows[i].FenXi[0] = 0.0;
-    for (int i = period; i < count; ++i) rows[i].FenXi[0] = VolumeRatio(bars, f, i, period);
+    const std::int32_t p[] = {period};
+    RunKernel(kernels::VR, bars, unit, rows, count, p);
     LeaveLock();
 }
 
