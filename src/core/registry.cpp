@@ -155,7 +155,7 @@ std::vector<OperationSpec> Build() {
          {{"PDI", 0, kPct}, {"MDI", 1, kPct}, {"ADX", 2, kPct}, {"ADXR", 3, kPct}},
          "PDI = SUM(+DM, N)*100/SUM(TR, N); MDI likewise; ADX = MA(|MDI-PDI|/(MDI+PDI)*100, M); ADXR = (ADX + REF(ADX, M))/2",
          GEN(e.GenerateDMI(b, u, r, n, p[0], p[1], q)), UPD(e.UpdateDMI(b, u, r, n, p[0], p[1])), true,
-         CLASSIC_FIRST(DMI), steps::ClassicStream(Classic::DMI)},
+         CLASSIC_FIRST(DMI), steps::ClassicStream(Classic::DMI), &kernels::DMI},
         {"CR", 108, {Period("N", 26), Period("M1", 10), Period("M2", 20), Period("M3", 40), Period("M4", 62)},
          {{"CR", 0, kPct}, {"MA1", 1, kPct}, {"MA2", 2, kPct}, {"MA3", 3, kPct}, {"MA4", 4, kPct}},
          "CR = SUM(MAX(0, H - MID), N) / SUM(MAX(0, MID - L), N) * 100, MID = (H1+L1)/2; MAk = REF(MA(CR, Mk), Mk/2.5+1)",

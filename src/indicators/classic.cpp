@@ -51,16 +51,20 @@ void Extremes(const UNIKDATA* b, double f, int i, int N, double& hv, double& lv)
     }
 }
 
+// TR, +DM and -DM of bar i into x[0..2], all 0 on the first bar.
+void WilderComponents(const UNIKDATA* b, double f, int i, double* x) {
+    x[0] = x[1] = x[2] = 0.0;
+    if (i == 0) return;
+    x[0] = TrueRange(b, f, i);
+    const double up = H(b, f, i) - H(b, f, i - 1), down = L(b, f, i - 1) - L(b, f, i);
+    x[1] = up > down && up > 0 ? up : 0.0;
+    x[2] = down > up && down > 0 ? down : 0.0;
+}
+
 void DmiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
     const int N = P(p, 0), M = P(p, 1);
     double* v = r[i].FenXi;
-    v[10] = v[11] = v[12] = 0.0;
-    if (i > 0) {
-        v[10] = TrueRange(b, f, i);
-        const double hd = H(b, f, i) - H(b, f, i - 1), ld = L(b, f, i - 1) - L(b, f, i);
-        v[11] = hd > 0 && hd > ld ? hd : 0.0;
-        v[12] = ld > 0 && ld > hd ? ld : 0.0;
-    }
+    WilderComponents(b, f, i, v + 10);
     const double tr = sum(r, n, i, N, 10);
     const double pdi = Ratio(sum(r, n, i, N, 11) * 100, tr), mdi = Ratio(sum(r, n, i, N, 12) * 100, tr);
     v[13] = Ratio(std::fabs(mdi - pdi), mdi + pdi) * 100;
@@ -73,16 +77,6 @@ void DmiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const doubl
 // Wilder's smoothing: components (14 TR, 15 +DM, 16 -DM) smoothed into 10-12
 // from their N-bar sum by prev - prev/N + x; +DI (19), -DI (20), DX (13),
 // ADX (17, mean of the first N DX, then (prev*(N-1) + DX)/N), ATR (18).
-// TR, +DM and -DM of bar i into x[0..2], all 0 on the first bar.
-void WilderComponents(const UNIKDATA* b, double f, int i, double* x) {
-    x[0] = x[1] = x[2] = 0.0;
-    if (i == 0) return;
-    x[0] = TrueRange(b, f, i);
-    const double up = H(b, f, i) - H(b, f, i - 1), down = L(b, f, i - 1) - L(b, f, i);
-    x[1] = up > down && up > 0 ? up : 0.0;
-    x[2] = down > up && down > 0 ? down : 0.0;
-}
-
 void WilderRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, int N) {
     double* v = r[i].FenXi;
     WilderComponents(b, f, i, v + 14);
@@ -305,6 +299,45 @@ void PcRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* 
 namespace kernels {
 namespace {
 
+// DmiRow over the whole series. The three N-bar sums of TR, +DM and -DM run
+// as exact int64 sums where every term is an integer (converted prices at a
+// unit dividing 10000), else as ordered window sums; the DX average over M
+// reads DX from a contiguous column.
+void Dmi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const int N = p[0], M = p[1];
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> terms(3 * size), sums(3 * size), dx(size), adx(size);
+    for (int i = 0; i < n; ++i) {
+        double x[3];
+        WilderComponents(b, f, i, x);
+        for (int k = 0; k < 3; ++k) terms[k * size + i] = x[k];
+    }
+    for (int k = 0; k < 3; ++k) {
+        const double* x = terms.data() + k * size;
+        const int scale = ExactScale(x, n, N);
+        Scratch<std::int64_t> scaled(scale != 0 ? size : 0);
+        for (int i = 0; scale != 0 && i < n; ++i) scaled[i] = static_cast<std::int64_t>(x[i] * scale);
+        WindowSummer(N, scale).Next(0, n, x, scaled.data(), 0, sums.data() + k * size);
+    }
+    for (int i = 0; i < n; ++i) {
+        const double tr = sums[i];
+        const double pdi = Ratio(sums[size + i] * 100, tr), mdi = Ratio(sums[2 * size + i] * 100, tr);
+        dx[i] = Ratio(std::fabs(mdi - pdi), mdi + pdi) * 100;
+        o(0, i) = pdi * 100;
+        o(1, i) = mdi * 100;
+    }
+    AverageInto(dx.data(), n, M, adx.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(10, i);
+        const double line = adx[i] * 100;
+        o(2, i) = line;
+        o(3, i) = i >= M ? (line + adx[i - M] * 100) / 2 : 0.0;
+        for (int k = 0; k < 3; ++k) o(10 + k, i) = terms[k * size + i];
+        o(13, i) = dx[i];
+    }
+}
+
 // WilderRow and AdxRow over the whole series, the state in registers: the
 // N-bar sums that seed the smoothings are the same left-to-right sums.
 void Adx(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
@@ -384,6 +417,7 @@ void Trix(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
 }  // namespace
 
 using detail::Cols;
+const detail::Kernel DMI{&Dmi, Cols({0, 1, 2, 3, 10, 11, 12, 13})};
 const detail::Kernel ADX{&Adx, Cols({0, 1, 2, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20})},
     TRIX{&Trix, Cols({0, 1, 10, 11, 12, 13})};
 
@@ -395,7 +429,7 @@ std::int64_t I(const double* p, int k) { return static_cast<std::int64_t>(p[k]);
 
 constexpr ClassicForm kDMI{DmiRow, 100, 4, {0, 1, 2, 3}, [](const double* p, int k) -> std::int64_t {
     return k < 2 ? I(p, 0) : k == 2 ? I(p, 0) + I(p, 1) - 1 : I(p, 0) + 2 * I(p, 1) - 1;
-}, 2, false};
+}, 2, false, &kernels::DMI};
 constexpr ClassicForm kADX{AdxRow, 100, 3, {0, 1, 2}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 2 * I(p, 0) - 1 : I(p, 0);
 }, 1, false, &kernels::ADX};
