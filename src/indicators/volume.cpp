@@ -1,6 +1,8 @@
 // Volume lines: VOL1, VOL, OBV, VR, WVAD and their updaters.
-#include "core/window.h"
+#include <limits>
+
 #include "core/registry.h"
+#include "core/window.h"
 #include "core/running_mean.h"
 #include "indicators/columns.h"
 
@@ -140,9 +142,13 @@ void CAnalysisTechniques::GenerateOBV(UNIKDATA* bars, int, FENXIDATA*& out, int 
     property->LineStyle[0] = property->LineStyle[1] = 3;
     SetCountScale(property, "%.2f");
 
-    if (period == 0) {  // an empty window: 0.0 / 0 on every row
+    if (period == 0) {
+        // An empty window: 0.0 / 0 on every row, the x86 default NaN (sign
+        // set), written as such: a compiler that sees both zeros may fold the
+        // division to a NaN of the other sign.
         ColumnDirectionalVolume(rows, count, bars, 0);
-        for (int i = 0; i < count; ++i) rows[i].FenXi[1] = sum(rows, count, i, period, 0) / period;
+        const double nan = -std::numeric_limits<double>::quiet_NaN();
+        for (int i = 0; i < count; ++i) rows[i].FenXi[1] = nan;
     } else {
         const std::int32_t p[] = {period};
         RunKernel(kernels::OBV, bars, 0, rows, count, p);
