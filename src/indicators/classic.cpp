@@ -23,6 +23,7 @@ struct ClassicForm {
     int periods;  // leading parameters that are periods and must be >= 1
     bool keepLock;
     const detail::Kernel* kernel = nullptr;  // the whole series in one pass, where there is one
+    int kernelParams = 0;                    // leading parameters it takes, all whole numbers
 };
 
 namespace {
@@ -414,9 +415,89 @@ void Trix(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
     }
 }
 
+// Highest high and lowest low of bars max(0, i-N+1) .. i, converted, as
+// Extremes walks them: with a positive finite factor the converted extremes
+// of the raw integers, by sliding windows.
+template <class Put>
+void ExtremesOf(const UNIKDATA* b, double f, int n, int N, Put put) {
+    if (!(f > 0 && f < 1.7976931348623157e308) || N < 1) {
+        for (int i = 0; i < n; ++i) {
+            double hv, lv;
+            Extremes(b, f, i, N, hv, lv);
+            put(i, hv, lv);
+        }
+        return;
+    }
+    const IntColumn h = FieldColumn(b, n, &UNIKDATA::High), l = FieldColumn(b, n, &UNIKDATA::Low);
+    IntColumn highest(static_cast<std::size_t>(n)), lowest(static_cast<std::size_t>(n));
+    WindowExtremes(h.data(), n, N, true, highest.data());
+    WindowExtremes(l.data(), n, N, false, lowest.data());
+    for (int i = 0; i < n; ++i) put(i, highest[i] * f, lowest[i] * f);
+}
+
+// MikeRow over the whole series.
+void Mike(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    ExtremesOf(b, f, n, p[0], [&](int i, double hv, double lv) {
+        o.Ahead(0, i);
+        const double typ = Int32Term(std::int64_t{b[i].High} + b[i].Low + b[i].Close) * f / 3.0;
+        o(0, i) = 2 * typ - lv;
+        o(1, i) = typ + hv - lv;
+        o(2, i) = 2 * hv - lv;
+        o(3, i) = 2 * typ - hv;
+        o(4, i) = typ - (hv - lv);
+        o(5, i) = 2 * lv - hv;
+    });
+}
+
+// PcRow over the whole series.
+void Pc(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    ExtremesOf(b, PriceFactor(unit), n, p[0], [&](int i, double hv, double lv) {
+        o.Ahead(0, i);
+        o(0, i) = hv;
+        o(1, i) = (hv + lv) / 2;
+        o(2, i) = lv;
+    });
+}
+
+// ChgRow over the whole series.
+void Chg(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const int N = p[0];
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        if (i < N) {
+            o(0, i) = o(1, i) = 0.0;
+            continue;
+        }
+        const double c = C(b, f, i), cn = C(b, f, i - N);
+        o(0, i) = Ratio(c - cn, cn) * 100 * 100;
+        o(1, i) = (c - cn) / 100;
+    }
+}
+
+// MaeRow over the whole series: the close into column 10, its average over
+// N (0 before a full window) as the middle, the envelope M1 % above and M2 %
+// below.
+void Mae(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    Scratch<double> close(static_cast<std::size_t>(n)), mid(static_cast<std::size_t>(n));
+    for (int i = 0; i < n; ++i) close[i] = C(b, f, i);
+    AverageInto(close.data(), n, p[0], mid.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(10, i) = close[i];
+        o(0, i) = mid[i] * (1 + p[1] / 100.0);
+        o(1, i) = mid[i];
+        o(2, i) = mid[i] * (1 - p[2] / 100.0);
+    }
+}
+
 }  // namespace
 
 using detail::Cols;
+const detail::Kernel MIKE{&Mike, Cols({0, 1, 2, 3, 4, 5})}, PC{&Pc, Cols({0, 1, 2})}, CHG{&Chg, Cols({0, 1})},
+    MAE{&Mae, Cols({0, 1, 2, 10})};
 const detail::Kernel DMI{&Dmi, Cols({0, 1, 2, 3, 10, 11, 12, 13})};
 const detail::Kernel ADX{&Adx, Cols({0, 1, 2, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20})},
     TRIX{&Trix, Cols({0, 1, 10, 11, 12, 13})};
@@ -429,10 +510,10 @@ std::int64_t I(const double* p, int k) { return static_cast<std::int64_t>(p[k]);
 
 constexpr ClassicForm kDMI{DmiRow, 100, 4, {0, 1, 2, 3}, [](const double* p, int k) -> std::int64_t {
     return k < 2 ? I(p, 0) : k == 2 ? I(p, 0) + I(p, 1) - 1 : I(p, 0) + 2 * I(p, 1) - 1;
-}, 2, false, &kernels::DMI};
+}, 2, false, &kernels::DMI, 2};
 constexpr ClassicForm kADX{AdxRow, 100, 3, {0, 1, 2}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 2 * I(p, 0) - 1 : I(p, 0);
-}, 1, false, &kernels::ADX};
+}, 1, false, &kernels::ADX, 1};
 constexpr ClassicForm kCSI{CsiRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return 3 * I(p, 0) - 1; },
                            1, false};
 constexpr ClassicForm kDMA{DmaRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
@@ -447,16 +528,17 @@ constexpr ClassicForm kCR{CrRow, 100, 5, {0, 1, 2, 3, 4}, [](const double* p, in
 constexpr ClassicForm kASI{AsiRow, 10000, 2, {0, 1}, [](const double*, int k) -> std::int64_t { return k == 0 ? 26 : 35; },
                            0, false};
 constexpr ClassicForm kMike{MikeRow, 10000, 6, {0, 1, 2, 3, 4, 5},
-                            [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1, true};
+                            [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1, true, &kernels::MIKE,
+                            1};
 constexpr ClassicForm kTRIX{TrixRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 1 : I(p, 1);
-}, 2, false, &kernels::TRIX};
+}, 2, false, &kernels::TRIX, 2};
 constexpr ClassicForm kEMV{EmvRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     const std::int64_t first = std::max<std::int64_t>(I(p, 0) - 1, 1) + I(p, 0) - 1;
     return k == 0 ? first : first + I(p, 1) - 1;
 }, 2, false};
 constexpr ClassicForm kChg{ChgRow, 100, 2, {0, 1}, [](const double* p, int) -> std::int64_t { return I(p, 0); }, 1,
-                           false};
+                           false, &kernels::CHG, 1};
 constexpr ClassicForm kChaikin{ChaikinRow, 1, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 0 : I(p, 0) - 1;
 }, 1, false};
@@ -469,9 +551,9 @@ constexpr ClassicForm kMASS{MassRow, 100, 2, {0, 1}, [](const double* p, int k) 
 constexpr ClassicForm kMAW{MawRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1,
                            false};
 constexpr ClassicForm kMAE{MaeRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
-                           1, false};
+                           1, false, &kernels::MAE, 3};
 constexpr ClassicForm kPC{PcRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
-                          1, false};
+                          1, false, &kernels::PC, 1};
 
 // MASS takes its window lengths as doubles: whole numbers 1..INT32_MAX.
 bool WholePeriod(double v) { return v >= 1 && v <= std::numeric_limits<std::int32_t>::max(); }
@@ -505,9 +587,9 @@ void CAnalysisTechniques::GenerateClassic(UNIKDATA* bars, int unit, FENXIDATA*& 
     property->ValueScale = form.valueScale;
     SetFormat(property, "%.2f");
     if (form.kernel != nullptr) {
-        std::int32_t periods[kMaxParams] = {};
-        for (int k = 0; k < form.periods; ++k) periods[k] = static_cast<std::int32_t>(p[k]);
-        RunKernel(*form.kernel, bars, unit, rows, n, periods);
+        std::int32_t whole[kMaxParams] = {};
+        for (int k = 0; k < form.kernelParams; ++k) whole[k] = static_cast<std::int32_t>(p[k]);
+        RunKernel(*form.kernel, bars, unit, rows, n, whole);
     } else {
         const double f = PriceFactor(unit);
         for (int i = 0; i < n; ++i) form.row(bars, f, rows, n, i, p);
