@@ -107,6 +107,17 @@ private:
     std::int64_t total_ = 0;
 };
 
+// out[i] = sum(rows, n, i, p, ...) over a whole contiguous column: 0.0
+// before a full window, else the left-to-right sum, by an exact running
+// int64 sum where every value allows one.
+inline void WindowSumsInto(const double* x, int n, int p, double* out) {
+    if (n < 1) return;
+    const int scale = ExactScale(x, n, p);
+    Scratch<std::int64_t> scaled(scale != 0 ? static_cast<std::size_t>(n) : 0);
+    for (int i = 0; scale != 0 && i < n; ++i) scaled[i] = static_cast<std::int64_t>(x[i] * scale);
+    WindowSummer(p, scale).Next(0, n, x, scaled.data(), 0, out);
+}
+
 // out[i] = sum(...) / p over a whole contiguous column, with the running
 // sum's values converted as it goes (no second column).
 inline void AverageInto(const double* x, int n, int p, double* out) {

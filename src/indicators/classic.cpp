@@ -314,13 +314,7 @@ void Dmi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
         WilderComponents(b, f, i, x);
         for (int k = 0; k < 3; ++k) terms[k * size + i] = x[k];
     }
-    for (int k = 0; k < 3; ++k) {
-        const double* x = terms.data() + k * size;
-        const int scale = ExactScale(x, n, N);
-        Scratch<std::int64_t> scaled(scale != 0 ? size : 0);
-        for (int i = 0; scale != 0 && i < n; ++i) scaled[i] = static_cast<std::int64_t>(x[i] * scale);
-        WindowSummer(N, scale).Next(0, n, x, scaled.data(), 0, sums.data() + k * size);
-    }
+    for (int k = 0; k < 3; ++k) WindowSumsInto(terms.data() + k * size, n, N, sums.data() + k * size);
     for (int i = 0; i < n; ++i) {
         const double tr = sums[i];
         const double pdi = Ratio(sums[size + i] * 100, tr), mdi = Ratio(sums[2 * size + i] * 100, tr);
@@ -493,9 +487,52 @@ void Mae(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     }
 }
 
+// DmaRow over the whole series: DDD = MA(C, N1) - MA(C, N2), AMA =
+// MA(DDD, N1), the close in column 10.
+void Dma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> close(size), fast(size), slow(size), ama(size);
+    for (int i = 0; i < n; ++i) close[i] = C(b, f, i);
+    AverageInto(close.data(), n, p[0], fast.data());
+    AverageInto(close.data(), n, p[1], slow.data());
+    for (int i = 0; i < n; ++i) fast[i] = fast[i] - slow[i];  // DDD
+    AverageInto(fast.data(), n, p[0], ama.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(10, i) = close[i];
+        o(0, i) = fast[i];
+        o(1, i) = ama[i];
+    }
+}
+
+// BrarRow over the whole series: the four terms (columns 10-13) and their
+// N-bar sums, exact running sums where the terms allow.
+void Brar(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> terms(4 * size), sums(4 * size);
+    for (int i = 0; i < n; ++i) {
+        const double c1 = i > 0 ? C(b, f, i - 1) : 0.0;
+        terms[i] = i > 0 ? std::max(0.0, H(b, f, i) - c1) : 0.0;
+        terms[size + i] = i > 0 ? std::max(0.0, c1 - L(b, f, i)) : 0.0;
+        terms[2 * size + i] = H(b, f, i) - O(b, f, i);
+        terms[3 * size + i] = O(b, f, i) - L(b, f, i);
+    }
+    for (int k = 0; k < 4; ++k) WindowSumsInto(terms.data() + k * size, n, p[0], sums.data() + k * size);
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o.Ahead(13, i);
+        for (int k = 0; k < 4; ++k) o(10 + k, i) = terms[k * size + i];
+        o(0, i) = Ratio(sums[i], sums[size + i]) * 100 * 100;
+        o(1, i) = Ratio(sums[2 * size + i], sums[3 * size + i]) * 100 * 100;
+    }
+}
+
 }  // namespace
 
 using detail::Cols;
+const detail::Kernel DMA{&Dma, Cols({0, 1, 10})}, BRAR{&Brar, Cols({0, 1, 10, 11, 12, 13})};
 const detail::Kernel MIKE{&Mike, Cols({0, 1, 2, 3, 4, 5})}, PC{&Pc, Cols({0, 1, 2})}, CHG{&Chg, Cols({0, 1})},
     MAE{&Mae, Cols({0, 1, 2, 10})};
 const detail::Kernel DMI{&Dmi, Cols({0, 1, 2, 3, 10, 11, 12, 13})};
@@ -518,10 +555,10 @@ constexpr ClassicForm kCSI{CsiRow, 10000, 1, {0}, [](const double* p, int) -> st
                            1, false};
 constexpr ClassicForm kDMA{DmaRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return std::max(I(p, 0), I(p, 1)) - 1 + (k == 1 ? I(p, 0) - 1 : 0);
-}, 2, false};
+}, 2, false, &kernels::DMA, 2};
 constexpr ClassicForm kBRAR{BrarRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? I(p, 0) : I(p, 0) - 1;
-}, 1, false};
+}, 1, false, &kernels::BRAR, 1};
 constexpr ClassicForm kCR{CrRow, 100, 5, {0, 1, 2, 3, 4}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? I(p, 0) : I(p, 0) + I(p, k) - 1 + CrShift(P(p, k));
 }, 5, false};
