@@ -529,9 +529,148 @@ void Brar(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
     }
 }
 
+// CrRow over the whole series: the terms against the previous bar's mid
+// price (columns 10-11), CR from their N-bar sums, and CR's averages over
+// Mk read back CrShift(Mk) bars.
+void Cr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> terms(2 * size), sums(2 * size), cr(size), mean(size);
+    for (int i = 0; i < n; ++i) {
+        terms[i] = terms[size + i] = 0.0;
+        if (i > 0) {
+            const double mid = (H(b, f, i - 1) + L(b, f, i - 1)) / 2;
+            terms[i] = std::max(0.0, H(b, f, i) - mid);
+            terms[size + i] = std::max(0.0, mid - L(b, f, i));
+        }
+    }
+    for (int k = 0; k < 2; ++k) WindowSumsInto(terms.data() + k * size, n, p[0], sums.data() + k * size);
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(10, i) = terms[i];
+        o(11, i) = terms[size + i];
+        o(0, i) = cr[i] = Ratio(sums[i], sums[size + i]) * 100 * 100;
+    }
+    for (int k = 1; k <= 4; ++k) {
+        AverageInto(cr.data(), n, p[k], mean.data());
+        const int shift = CrShift(p[k]);
+        for (int i = 0; i < n; ++i) o(k, i) = std::int64_t{i} - shift >= 0 ? mean[i - shift] : 0.0;
+    }
+}
+
+// AsiRow over the whole series: SI into column 10, ASI its 26-bar sum,
+// ASIT ASI's 10-bar average.
+void Asi(const UNIKDATA* b, int unit, int n, const std::int32_t*, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> si(size), asi(size), mean(size);
+    for (int i = 0; i < n; ++i) {
+        si[i] = 0.0;
+        if (i == 0) continue;
+        const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i), op = O(b, f, i);
+        const double c1 = C(b, f, i - 1), o1 = O(b, f, i - 1), l1 = L(b, f, i - 1);
+        const double aa = std::fabs(h - c1), bb = std::fabs(l - c1), cc = std::fabs(h - l1), dd = std::fabs(c1 - o1);
+        const double range = (aa > bb && aa > cc)   ? aa + bb / 2 + dd / 4
+                             : (bb > cc && bb > aa) ? bb + aa / 2 + dd / 4
+                                                    : cc + dd / 4;
+        const double x = c - c1 + (c - op) / 2 + c1 - o1;
+        si[i] = range == 0 ? 0.0 : 16 * x / range * std::max(aa, bb);
+    }
+    WindowSumsInto(si.data(), n, 26, asi.data());
+    AverageInto(asi.data(), n, 10, mean.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(10, i) = si[i];
+        o(0, i) = asi[i];
+        o(1, i) = mean[i];
+    }
+}
+
+// EmvRow over the whole series: volume (10) and range (11), their N-bar
+// averages, the EMV term (12), EMV its average x100, MAEMV EMV's average
+// over M.
+void Emv(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const int N = p[0];
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> volume(size), range(size), volumeMean(size), rangeMean(size), term(size), emv(size), mean(size);
+    for (int i = 0; i < n; ++i) {
+        volume[i] = static_cast<double>(b[i].Volume);
+        range[i] = H(b, f, i) - L(b, f, i);
+    }
+    AverageInto(volume.data(), n, N, volumeMean.data());
+    AverageInto(range.data(), n, N, rangeMean.data());
+    for (int i = 0; i < n; ++i) {
+        const double h = H(b, f, i), l = L(b, f, i);
+        const double ratio = Ratio(volumeMean[i], volume[i]);
+        const double mid = i == 0 ? 0.0 : Ratio(100 * (h + l - (H(b, f, i - 1) + L(b, f, i - 1))), h + l);
+        term[i] = Ratio(mid * ratio * (h - l), rangeMean[i]);
+    }
+    AverageInto(term.data(), n, N, emv.data());
+    for (int i = 0; i < n; ++i) emv[i] = emv[i] * 100;
+    AverageInto(emv.data(), n, p[1], mean.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(10, i) = volume[i];
+        o(11, i) = range[i];
+        o(12, i) = term[i];
+        o(0, i) = emv[i];
+        o(1, i) = mean[i];
+    }
+}
+
+// TsfRow over the whole series: the close in column 10, the least-squares
+// forecast over N bars (O(N) per bar, the sums in the row function's
+// order), its average over M.
+void Tsf(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const int N = p[0];
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> close(size), tsf(size), mean(size);
+    for (int i = 0; i < n; ++i) close[i] = C(b, f, i);
+    const double dn = N, sx = dn * (dn + 1) / 2, sxx = dn * (dn + 1) * (2 * dn + 1) / 6;
+    for (int i = 0; i < n; ++i) {
+        tsf[i] = 0.0;
+        if (std::int64_t{i} < std::int64_t{N} - 1) continue;
+        double sy = 0.0, sxy = 0.0;
+        for (int k = 1; k <= N; ++k) {
+            const double y = close[i - N + k];
+            sy += y;
+            sxy += k * y;
+        }
+        const double slope = Ratio(dn * sxy - sx * sy, dn * sxx - sx * sx);
+        tsf[i] = (sy - slope * sx) / dn + slope * (dn + 1);
+    }
+    AverageInto(tsf.data(), n, p[1], mean.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(10, i) = close[i];
+        o(0, i) = tsf[i];
+        o(1, i) = mean[i];
+    }
+}
+
+// MawRow over the whole series: the weights 1 .. N on the window's closes,
+// oldest first, over N(N+1)/2; 0 before a full window.
+void Maw(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const int N = p[0];
+    const double dn = N;
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(0, i) = 0.0;
+        if (std::int64_t{i} < std::int64_t{N} - 1) continue;
+        double weighted = 0.0;
+        for (int k = 1; k <= N; ++k) weighted += k * C(b, f, i - N + k);
+        o(0, i) = weighted / (dn * (dn + 1) / 2);
+    }
+}
+
 }  // namespace
 
 using detail::Cols;
+const detail::Kernel CR{&Cr, Cols({0, 1, 2, 3, 4, 10, 11})}, ASI{&Asi, Cols({0, 1, 10})},
+    EMV{&Emv, Cols({0, 1, 10, 11, 12})}, TSF{&Tsf, Cols({0, 1, 10})}, MAW{&Maw, Cols({0})};
 const detail::Kernel DMA{&Dma, Cols({0, 1, 10})}, BRAR{&Brar, Cols({0, 1, 10, 11, 12, 13})};
 const detail::Kernel MIKE{&Mike, Cols({0, 1, 2, 3, 4, 5})}, PC{&Pc, Cols({0, 1, 2})}, CHG{&Chg, Cols({0, 1})},
     MAE{&Mae, Cols({0, 1, 2, 10})};
@@ -561,9 +700,9 @@ constexpr ClassicForm kBRAR{BrarRow, 100, 2, {0, 1}, [](const double* p, int k) 
 }, 1, false, &kernels::BRAR, 1};
 constexpr ClassicForm kCR{CrRow, 100, 5, {0, 1, 2, 3, 4}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? I(p, 0) : I(p, 0) + I(p, k) - 1 + CrShift(P(p, k));
-}, 5, false};
+}, 5, false, &kernels::CR, 5};
 constexpr ClassicForm kASI{AsiRow, 10000, 2, {0, 1}, [](const double*, int k) -> std::int64_t { return k == 0 ? 26 : 35; },
-                           0, false};
+                           0, false, &kernels::ASI, 0};
 constexpr ClassicForm kMike{MikeRow, 10000, 6, {0, 1, 2, 3, 4, 5},
                             [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1, true, &kernels::MIKE,
                             1};
@@ -573,7 +712,7 @@ constexpr ClassicForm kTRIX{TrixRow, 100, 2, {0, 1}, [](const double* p, int k) 
 constexpr ClassicForm kEMV{EmvRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     const std::int64_t first = std::max<std::int64_t>(I(p, 0) - 1, 1) + I(p, 0) - 1;
     return k == 0 ? first : first + I(p, 1) - 1;
-}, 2, false};
+}, 2, false, &kernels::EMV, 2};
 constexpr ClassicForm kChg{ChgRow, 100, 2, {0, 1}, [](const double* p, int) -> std::int64_t { return I(p, 0); }, 1,
                            false, &kernels::CHG, 1};
 constexpr ClassicForm kChaikin{ChaikinRow, 1, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
@@ -581,12 +720,12 @@ constexpr ClassicForm kChaikin{ChaikinRow, 1, 2, {0, 1}, [](const double* p, int
 }, 1, false};
 constexpr ClassicForm kTSF{TsfRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return I(p, 0) - 1 + (k == 1 ? I(p, 1) - 1 : 0);
-}, 2, false};
+}, 2, false, &kernels::TSF, 2};
 constexpr ClassicForm kMASS{MassRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return 2 * I(p, 0) - 2 + I(p, 1) - 1 + (k == 1 ? I(p, 2) - 1 : 0);
 }, 3, false};
 constexpr ClassicForm kMAW{MawRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1,
-                           false};
+                           false, &kernels::MAW, 1};
 constexpr ClassicForm kMAE{MaeRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
                            1, false, &kernels::MAE, 3};
 constexpr ClassicForm kPC{PcRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
