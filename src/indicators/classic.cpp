@@ -666,9 +666,62 @@ void Maw(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     }
 }
 
+// ChaikinRow over the whole series (FAST and SLOW whole numbers): the
+// accumulation (10), its two averages (11, 12), CO their difference, MACO
+// CO's average over M.
+void Chaikin(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit), fast = p[1], slow = p[2];
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> co(size), mean(size);
+    double ad = 0.0, e1 = 0.0, e2 = 0.0;
+    for (int i = 0; i < n; ++i) {
+        const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i);
+        const double flow = h == l ? 0.0 : static_cast<double>(b[i].Volume) * ((c - l) - (h - c)) / (h - l);
+        ad = i == 0 ? flow : ad + flow;
+        e1 = i == 0 ? ad : ((fast - 1) * e1 + 2 * ad) / (fast + 1);
+        e2 = i == 0 ? ad : ((slow - 1) * e2 + 2 * ad) / (slow + 1);
+        o(10, i) = ad;
+        o(11, i) = e1;
+        o(12, i) = e2;
+        co[i] = e1 - e2;
+    }
+    AverageInto(co.data(), n, p[0], mean.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(0, i) = co[i];
+        o(1, i) = mean[i];
+    }
+}
+
+// MassRow over the whole series: the range (10), its average (11) and the
+// average of that (12) over N1, their ratio (13), MASS its N2-bar sum x100,
+// MAMASS MASS's average over M.
+void Mass(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> range(size), single(size), twice(size), ratio(size), mass(size), mean(size);
+    for (int i = 0; i < n; ++i) range[i] = H(b, f, i) - L(b, f, i);
+    AverageInto(range.data(), n, p[0], single.data());
+    AverageInto(single.data(), n, p[0], twice.data());
+    for (int i = 0; i < n; ++i) ratio[i] = Ratio(single[i], twice[i]);
+    WindowSumsInto(ratio.data(), n, p[1], mass.data());
+    for (int i = 0; i < n; ++i) mass[i] = mass[i] * 100;
+    AverageInto(mass.data(), n, p[2], mean.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(10, i) = range[i];
+        o(11, i) = single[i];
+        o(12, i) = twice[i];
+        o(13, i) = ratio[i];
+        o(0, i) = mass[i];
+        o(1, i) = mean[i];
+    }
+}
+
 }  // namespace
 
 using detail::Cols;
+const detail::Kernel CHAIKIN{&Chaikin, Cols({0, 1, 10, 11, 12})}, MASS{&Mass, Cols({0, 1, 10, 11, 12, 13})};
 const detail::Kernel CR{&Cr, Cols({0, 1, 2, 3, 4, 10, 11})}, ASI{&Asi, Cols({0, 1, 10})},
     EMV{&Emv, Cols({0, 1, 10, 11, 12})}, TSF{&Tsf, Cols({0, 1, 10})}, MAW{&Maw, Cols({0})};
 const detail::Kernel DMA{&Dma, Cols({0, 1, 10})}, BRAR{&Brar, Cols({0, 1, 10, 11, 12, 13})};
@@ -717,13 +770,13 @@ constexpr ClassicForm kChg{ChgRow, 100, 2, {0, 1}, [](const double* p, int) -> s
                            false, &kernels::CHG, 1};
 constexpr ClassicForm kChaikin{ChaikinRow, 1, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return k == 0 ? 0 : I(p, 0) - 1;
-}, 1, false};
+}, 1, false, &kernels::CHAIKIN, 3};
 constexpr ClassicForm kTSF{TsfRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return I(p, 0) - 1 + (k == 1 ? I(p, 1) - 1 : 0);
 }, 2, false, &kernels::TSF, 2};
 constexpr ClassicForm kMASS{MassRow, 100, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return 2 * I(p, 0) - 2 + I(p, 1) - 1 + (k == 1 ? I(p, 2) - 1 : 0);
-}, 3, false};
+}, 3, false, &kernels::MASS, 3};
 constexpr ClassicForm kMAW{MawRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; }, 1,
                            false, &kernels::MAW, 1};
 constexpr ClassicForm kMAE{MaeRow, 10000, 3, {0, 1, 2}, [](const double* p, int) -> std::int64_t { return I(p, 0) - 1; },
@@ -762,10 +815,14 @@ void CAnalysisTechniques::GenerateClassic(UNIKDATA* bars, int unit, FENXIDATA*& 
     }
     property->ValueScale = form.valueScale;
     SetFormat(property, "%.2f");
-    if (form.kernel != nullptr) {
-        std::int32_t whole[kMaxParams] = {};
-        for (int k = 0; k < form.kernelParams; ++k) whole[k] = static_cast<std::int32_t>(p[k]);
-        RunKernel(*form.kernel, bars, unit, rows, n, whole);
+    // The kernels take whole parameters; fractional ones (CHAIKIN's and
+    // MASS's averages may be) stay on the row function.
+    bool whole = form.kernel != nullptr;
+    for (int k = 0; whole && k < form.kernelParams; ++k) whole = p[k] == std::trunc(p[k]) && std::fabs(p[k]) < 2147483647.0;
+    if (whole) {
+        std::int32_t q[kMaxParams] = {};
+        for (int k = 0; k < form.kernelParams; ++k) q[k] = static_cast<std::int32_t>(p[k]);
+        RunKernel(*form.kernel, bars, unit, rows, n, q);
     } else {
         const double f = PriceFactor(unit);
         for (int i = 0; i < n; ++i) form.row(bars, f, rows, n, i, p);
