@@ -223,7 +223,7 @@ std::vector<OperationSpec> Build() {
         {"CSI", 124, {Period("N", 14), {"V", 100, 0, 1000000}, {"M", 2500, 1, 1000000000}}, {{"CSI", 0, kPrice, Measure::Count}},
          "CSI = ADXR * ATR * (V / SQRT(M)) / (150 + 25) * 100, Wilder's ADXR and ATR over N",
          GEN(e.GenerateCSI(b, u, r, n, p[0], p[1], p[2], q)), UPD(e.UpdateCSI(b, u, r, n, p[0], p[1], p[2])), true,
-         CLASSIC_FIRST(CSI), steps::ClassicStream(Classic::CSI)},
+         CLASSIC_FIRST(CSI), steps::ClassicStream(Classic::CSI), &kernels::CSI},
         {"MASS", 125, {Period("N1", 9), Period("N2", 25), Period("M", 6)}, {{"MASS", 0, kPct}, {"MAMASS", 1, kPct}},
          "MASS = SUM(MA(H-L, N1) / MA(MA(H-L, N1), N1), N2); MAMASS = MA(MASS, M)",
          GEN(e.GenerateMASS(b, u, r, n, p[0], p[1], p[2], p[3], q)),

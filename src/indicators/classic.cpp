@@ -335,40 +335,38 @@ void Dmi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 
 // WilderRow and AdxRow over the whole series, the state in registers: the
 // N-bar sums that seed the smoothings are the same left-to-right sums.
-void Adx(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
-    const double f = PriceFactor(unit);
-    const int N = p[0];
-    const std::int64_t first = 2 * std::int64_t{N} - 1;
-    double smooth[3] = {0.0, 0.0, 0.0}, seed[3] = {0.0, 0.0, 0.0}, dxSeed = 0.0, adx = 0.0, atr = 0.0;
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o.Ahead(20, i);
-        double x[3];
-        WilderComponents(b, f, i, x);
+// WilderRow's running state over the whole series, one bar at a time.
+class Wilder {
+public:
+    explicit Wilder(int N) : N_(N), first_(2 * std::int64_t{N} - 1) {}
+
+    // Bar i with its components x: columns 10-20 of the row form into o.
+    void Step(int i, const double* x, const LineOut& o) {
+        const int N = N_;
         for (int k = 0; k < 3; ++k) {
-            if (i > 0 && i <= N) seed[k] += x[k];  // bars 1 .. N, in order
+            if (i > 0 && i <= N) seed_[k] += x[k];  // bars 1 .. N, in order
             if (i < N)
-                smooth[k] = 0.0;
+                smooth_[k] = 0.0;
             else if (i == N)
-                smooth[k] = seed[k];
+                smooth_[k] = seed_[k];
             else
-                smooth[k] = smooth[k] - smooth[k] / N + x[k];
-            o(10 + k, i) = smooth[k];
+                smooth_[k] = smooth_[k] - smooth_[k] / N + x[k];
+            o(10 + k, i) = smooth_[k];
             o(14 + k, i) = x[k];
         }
-        const double pdi = Ratio(100 * smooth[1], smooth[0]), mdi = Ratio(100 * smooth[2], smooth[0]);
+        pdi = Ratio(100 * smooth_[1], smooth_[0]), mdi = Ratio(100 * smooth_[2], smooth_[0]);
         const double dx = i < N ? 0.0 : Ratio(100 * std::fabs(pdi - mdi), pdi + mdi);
-        if (i >= N && i <= first) dxSeed += dx;  // bars N .. 2N-1, in order
-        if (i < first)
+        if (i >= N && i <= first_) dxSeed_ += dx;  // bars N .. 2N-1, in order
+        if (i < first_)
             adx = 0.0;
-        else if (i == first)
-            adx = dxSeed / N;
+        else if (i == first_)
+            adx = dxSeed_ / N;
         else
             adx = (adx * (N - 1) + dx) / N;
         if (i < N)
             atr = 0.0;
         else if (i == N)
-            atr = seed[0] / N;
+            atr = seed_[0] / N;
         else
             atr = (atr * (N - 1) + x[0]) / N;
         o(13, i) = dx;
@@ -376,9 +374,51 @@ void Adx(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
         o(18, i) = atr;
         o(19, i) = pdi;
         o(20, i) = mdi;
-        o(0, i) = adx * 100;
-        o(1, i) = pdi * 100;
-        o(2, i) = mdi * 100;
+    }
+
+    double pdi = 0.0, mdi = 0.0, adx = 0.0, atr = 0.0;
+
+private:
+    int N_;
+    std::int64_t first_;
+    double smooth_[3] = {0.0, 0.0, 0.0}, seed_[3] = {0.0, 0.0, 0.0}, dxSeed_ = 0.0;
+};
+
+constexpr std::uint64_t kWilderColumns = detail::Cols({10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20});
+
+// AdxRow over the whole series.
+void Adx(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    Wilder w(p[0]);
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o.Ahead(20, i);
+        double x[3];
+        WilderComponents(b, f, i, x);
+        w.Step(i, x, o);
+        o(0, i) = w.adx * 100;
+        o(1, i) = w.pdi * 100;
+        o(2, i) = w.mdi * 100;
+    }
+}
+
+// CsiRow over the whole series: ADXR from ADX N bars back once it is full.
+void Csi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const double f = PriceFactor(unit);
+    const int N = p[0];
+    const double factor = p[1] / std::sqrt(static_cast<double>(p[2]));
+    Scratch<double> adx(static_cast<std::size_t>(n));
+    Wilder w(N);
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o.Ahead(20, i);
+        double x[3];
+        WilderComponents(b, f, i, x);
+        w.Step(i, x, o);
+        adx[i] = w.adx;
+        const bool full = std::int64_t{i} - N >= 2 * std::int64_t{N} - 1;
+        const double adxr = full ? (w.adx + adx[i - N]) / 2 : 0.0;
+        o(0, i) = full ? adxr * w.atr * factor / (150 + 25) * 100 : 0.0;
     }
 }
 
@@ -728,7 +768,7 @@ const detail::Kernel DMA{&Dma, Cols({0, 1, 10})}, BRAR{&Brar, Cols({0, 1, 10, 11
 const detail::Kernel MIKE{&Mike, Cols({0, 1, 2, 3, 4, 5})}, PC{&Pc, Cols({0, 1, 2})}, CHG{&Chg, Cols({0, 1})},
     MAE{&Mae, Cols({0, 1, 2, 10})};
 const detail::Kernel DMI{&Dmi, Cols({0, 1, 2, 3, 10, 11, 12, 13})};
-const detail::Kernel ADX{&Adx, Cols({0, 1, 2, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20})},
+const detail::Kernel ADX{&Adx, Cols({0, 1, 2}) | kWilderColumns}, CSI{&Csi, Cols({0}) | kWilderColumns},
     TRIX{&Trix, Cols({0, 1, 10, 11, 12, 13})};
 
 }  // namespace kernels
@@ -744,7 +784,7 @@ constexpr ClassicForm kADX{AdxRow, 100, 3, {0, 1, 2}, [](const double* p, int k)
     return k == 0 ? 2 * I(p, 0) - 1 : I(p, 0);
 }, 1, false, &kernels::ADX, 1};
 constexpr ClassicForm kCSI{CsiRow, 10000, 1, {0}, [](const double* p, int) -> std::int64_t { return 3 * I(p, 0) - 1; },
-                           1, false};
+                           1, false, &kernels::CSI, 3};
 constexpr ClassicForm kDMA{DmaRow, 10000, 2, {0, 1}, [](const double* p, int k) -> std::int64_t {
     return std::max(I(p, 0), I(p, 1)) - 1 + (k == 1 ? I(p, 0) - 1 : 0);
 }, 2, false, &kernels::DMA, 2};
