@@ -255,7 +255,7 @@ std::vector<OperationSpec> Build() {
          CLASSIC_FIRST(EMV), steps::ClassicStream(Classic::EMV), &kernels::EMV},
         {"WVAD", -1, {Period("N", 24)}, {{"WVAD", 3, 1e-5}}, "WVAD = SUM((C - O) / (H - L) * AMOUNT, N); rows hold it / 100000",
          GEN(e.GenerateWVAD(b, u, r, n, p[0], q)), UPD(e.UpdateWVAD(b, u, r, n, p[0])), true,
-         FIRST(std::int64_t{p[0]} - 1), &detail::kUpdated},
+         FIRST(std::int64_t{p[0]} - 1), &detail::kUpdated, &kernels::WVAD},
         {"MACHANEL", 134, {Period("N", 10)},
          {{"MAOPEN", 4, kPrice}, {"MAHIGH", 5, kPrice}, {"MALOW", 6, kPrice}, {"MACLOSE", 7, kPrice}},
          "MAX = MA(X, N) of the open, high, low and close", GEN(e.GenerateMAChanel(b, u, r, n, p[0], q, m)), nullptr,

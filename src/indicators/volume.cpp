@@ -95,8 +95,35 @@ void Vr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut
     }
 }
 
+// WVAD: body (1) and range (2) of every bar, converted; the sum over each
+// full window of N of body / range * amount / 100000 (3), newest first, in
+// vector lanes, with +0.0 for a bar without range or amount (the sum starts
+// at +0.0, so adding +0.0 changes nothing); 0 before. N >= 1.
+void Wvad(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0];
+    const double f = PriceFactor(unit);
+    Scratch<double> term(static_cast<std::size_t>(n));
+    for (int j = 0; j < n; ++j) {
+        const double body = Int32Term(std::int64_t{b[j].Close} - b[j].Open) * f;
+        const double range = Int32Term(std::int64_t{b[j].High} - b[j].Low) * f;
+        o(1, j) = body;
+        o(2, j) = range;
+        term[j] = range == 0.0 || b[j].Amount <= 0 ? 0.0 : body / range * b[j].Amount / 100000.0;
+    }
+    for (int i = 0; i < std::min(period - 1, n); ++i) o(3, i) = 0.0;
+    if (period > n) return;
+    const int windows = n - period + 1;
+    Scratch<double> total(static_cast<std::size_t>(windows));
+    lanes::WindowSumsNewestFirst(term.data(), windows, period, total.data());
+    for (int i = period - 1; i < n; ++i) {
+        o.Ahead(3, i);
+        o(3, i) = total[i - period + 1];
+    }
+}
+
 }  // namespace
 
+const detail::Kernel WVAD{&Wvad, detail::Cols({1, 2, 3})};
 const detail::Kernel VOL{&Vol, detail::Cols({0, 2, 3})}, OBV{&Obv, detail::Cols({0, 1})}, VOL1{&Vol1, detail::Cols({0})},
     VR{&Vr, detail::Cols({0})};
 
@@ -182,23 +209,9 @@ void CAnalysisTechniques::GenerateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out
     property->LineStyle[3] = 3;
     SetCountScale(property, "%.2f");
 
-    const double f = PriceFactor(unit);
-    for (int i = 0; i < count; ++i) BodyAndRange(bars[i], f, rows[i]);
     rows[0].FenXi[0] = 0.0;
-    for (int i = 0; i < std::min(period - 1, count); ++i) rows[i].FenXi[3] = 0.0;
-    if (period <= count) {
-        // WvadSum for every full window in vector lanes: each bar's term once,
-        // +0.0 for a bar left out (the sum starts at +0.0 and so is never
-        // -0.0, and adding +0.0 then changes nothing).
-        const int windows = count - period + 1;
-        PooledColumn term(static_cast<std::size_t>(count)), total(static_cast<std::size_t>(windows));
-        for (int j = 0; j < count; ++j) {
-            const double range = rows[j].FenXi[2];
-            term[j] = range == 0.0 || bars[j].Amount <= 0 ? 0.0 : rows[j].FenXi[1] / range * bars[j].Amount / 100000.0;
-        }
-        lanes::WindowSumsNewestFirst(term.data(), windows, period, total.data());
-        for (int i = period - 1; i < count; ++i) rows[i].FenXi[3] = total[i - period + 1];
-    }
+    const std::int32_t p[] = {period};
+    RunKernel(kernels::WVAD, bars, unit, rows, count, p);
     LeaveLock();
 }
 
