@@ -61,7 +61,8 @@ void KernelLines(const detail::Kernel& kernel, const Bars& bars, int n, const st
     std::uint64_t bound = 0;
     for (int k = 0; k < op.lineCount; ++k) {
         const int c = op.lines[k].column;
-        if (!(kernel.writes >> c & 1)) std::fill(lines[k].begin(), lines[k].end(), 0.0);  // as a zeroed row
+        if (!(kernel.writes >> c & 1) || (kernel.leaves >> c & 1))
+            std::fill(lines[k].begin(), lines[k].end(), 0.0);  // as a zeroed row
         view.Bind(c, lines[k].data());
         bound |= std::uint64_t{1} << c;
     }

@@ -60,6 +60,9 @@ namespace detail {
 struct Kernel {
     void (*run)(const UNIKDATA* bars, int unit, int n, const std::int32_t* p, const LineOut& out);
     std::uint64_t writes;
+    // Columns it leaves unwritten on some bars that a line may show (a fresh
+    // row buffer holds 0 there): the columnar route zeroes them first.
+    std::uint64_t leaves = 0;
 };
 
 constexpr std::uint64_t Cols(std::initializer_list<int> cs) {

@@ -73,73 +73,100 @@ void DirectionalFirst(const UNIKDATA& b, double k, double* v) {
     v[1] = v[2] = 0;
 }
 
-void DirectionalStage(const UNIKDATA* bars, double k, FENXIDATA* rows, int n) {
-    DirectionalFirst(bars[0], k, rows[0].FenXi);
-    for (int i = 1; i < n; ++i) DirectionalRow(bars[i], bars[i - 1], k, rows[i].FenXi);
-}
-
-void WindowStage(FENXIDATA* rows, int n, int N) {
-    for (int i = 0; i < std::min(N, n); ++i) {
-        double* v = rows[i].FenXi;
-        v[3] = v[4] = v[5] = v[6] = v[8] = 0;
-    }
-    // The three window sums of every bar from N on, the windows in vector lanes.
-    PooledColumn column(static_cast<std::size_t>(n)), sums[3];
-    const int windows = N >= 1 ? n - N : 0;
-    for (int c = 0; c < 3 && windows > 0; ++c) {
-        for (int i = 0; i < n; ++i) column[i] = rows[i].FenXi[c];
-        sums[c].resize(static_cast<std::size_t>(windows));
-        lanes::WindowSums(column.data() + 1, windows, N, sums[c].data());  // windows ending at N .. n-1
-    }
-    for (int i = N; i < n; ++i) {
-        double* v = rows[i].FenXi;
-        for (int c = 0; c < 3; ++c) v[3 + c] = windows > 0 ? sums[c][i - N] : sum(rows, n, i, N, c);
-        if (v[3] == 0.0) {
-            v[6] = v[8] = 0;
-        } else {
-            v[6] = v[4] / v[3] * 100.0;
-            v[8] = v[5] / v[3] * 100.0;
-        }
-    }
-}
-
-// Three-bar mean of column c raised by 3; two-bar mean of column 8 raised by 2.
-double Mean3(const FENXIDATA* rows, int i, int c) {
-    return (rows[i - 2].FenXi[c] + rows[i - 1].FenXi[c] + rows[i].FenXi[c] + 9.0) / 3.0;
-}
-double Mean2(const FENXIDATA* rows, int i) { return (rows[i - 1].FenXi[8] + rows[i].FenXi[8] + 4.0) * 0.5; }
-double Blend(const FENXIDATA& row) { return (row.FenXi[8] * 0.5 + row.FenXi[6] * 0.5) * 0.5; }
-
-void SmoothingStage(const UNIKDATA* bars, FENXIDATA* rows, int n, int kind) {
-    // t starts zeroed, so the first change is taken against 0.0.
-    std::vector<double> t(static_cast<std::size_t>(n), 0.0);
-    const int first = (kind == kDH || kind == kDHDelta) ? 1 : 2;
-    for (int i = first; i < n; ++i) {
-        switch (kind) {
-            case kJG: case kJGDelta: t[i] = Mean3(rows, i, 6); break;
-            case kSHDelta: t[i] = Mean3(rows, i, 8); break;
-            case kSH: t[i] = Mean2(rows, i); break;
-            default: t[i] = Blend(rows[i]); break;
-        }
-    }
-    if (kind == kDH) {  // rewritten from the percentages, t unused
-        for (int i = 0; i < n; ++i) rows[i].FenXi[6] = bars[i].Volume == 0 ? 0 : Blend(rows[i]);
-        for (int i = 1; i < n; ++i)
-            rows[i].FenXi[7] = bars[i].Volume == 0 ? 0 : (rows[i].FenXi[6] - rows[i - 1].FenXi[6]) * 1.5;
-        return;
-    }
-    const double factor = (kind == kDHDelta || kind == kSHDelta) ? 3.0 : 1.5;
-    for (int i = first; i < n; ++i) {
-        double* v = rows[i].FenXi;
-        const bool idle = bars[i].Volume == 0;
-        v[7] = idle ? 0 : (t[i] - t[i - 1]) * factor;
-        if (kind == kJG) v[6] = idle ? 0 : t[i];
-        if (kind == kJGDelta) v[6] = t[i];
-        if (kind == kSH) v[8] = idle ? 0 : t[i];
+// The kind's smoothed value of a bar from the window stage's percentages of
+// that bar and the two before (index 2 the bar itself): the three-bar mean
+// raised by 3, the two-bar mean raised by 2, or the blend of both.
+double Smoothed(int kind, const double (&p6)[3], const double (&p8)[3]) {
+    switch (kind) {
+        case kJG: case kJGDelta: return (p6[0] + p6[1] + p6[2] + 9.0) / 3.0;
+        case kSHDelta: return (p8[0] + p8[1] + p8[2] + 9.0) / 3.0;
+        case kSH: return (p8[1] + p8[2] + 4.0) * 0.5;
+        default: return (p8[2] * 0.5 + p6[2] * 0.5) * 0.5;  // DH and its delta
     }
 }
 
 }  // namespace
+
+namespace fenxi::kernels {
+namespace {
+
+// The three stages over the whole series: the directional terms (0-2), their
+// N-bar sums from bar N (3-5, in vector lanes) with the two percentages (6,
+// 8), then the kind's smoothing into 6, 7 and 8 from its first bar (1 for
+// DH, else 2). With N beyond the series only the first stage runs.
+template <int kind>
+void Chip(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int N = p[0];
+    const double k = PriceFactor(unit);
+    const std::size_t size = static_cast<std::size_t>(n);
+    Scratch<double> terms(3 * size);
+    for (int i = 0; i < n; ++i) {
+        double v[3];
+        if (i == 0)
+            DirectionalFirst(b[0], k, v);
+        else
+            DirectionalRow(b[i], b[i - 1], k, v);
+        for (int c = 0; c < 3; ++c) o(c, i) = terms[c * size + i] = v[c];
+    }
+    if (N < 0 || N > n) return;
+
+    Scratch<double> sums(3 * size), pct6(size), pct8(size);
+    for (int i = 0; i < std::min(N, n); ++i) {
+        o(3, i) = o(4, i) = o(5, i) = o(6, i) = o(8, i) = 0;
+        pct6[i] = pct8[i] = 0;
+    }
+    const int windows = N >= 1 ? n - N : 0;
+    for (int c = 0; c < 3 && windows > 0; ++c)
+        lanes::WindowSums(terms.data() + c * size + 1, windows, N, sums.data() + c * size);  // ending at N .. n-1
+    for (int i = N; i < n; ++i) {
+        double v[3];
+        for (int c = 0; c < 3; ++c) o(3 + c, i) = v[c] = windows > 0 ? sums[c * size + (i - N)] : 0.0;
+        pct6[i] = v[0] == 0.0 ? 0 : v[1] / v[0] * 100.0;
+        pct8[i] = v[0] == 0.0 ? 0 : v[2] / v[0] * 100.0;
+        o(6, i) = pct6[i];
+        o(8, i) = pct8[i];
+    }
+    if (n < 2) return;
+
+    auto smoothed = [&](int i) {
+        const double p6[3] = {i >= 2 ? pct6[i - 2] : 0, i >= 1 ? pct6[i - 1] : 0, pct6[i]};
+        const double p8[3] = {i >= 2 ? pct8[i - 2] : 0, i >= 1 ? pct8[i - 1] : 0, pct8[i]};
+        return Smoothed(kind, p6, p8);
+    };
+    if (kind == kDH) {
+        double previous = 0.0;
+        for (int i = 0; i < n; ++i) {
+            const double v6 = b[i].Volume == 0 ? 0 : smoothed(i);
+            o(6, i) = v6;
+            if (i >= 1) o(7, i) = b[i].Volume == 0 ? 0 : (v6 - previous) * 1.5;
+            previous = v6;
+        }
+        return;
+    }
+    const int first = kind == kDHDelta ? 1 : 2;
+    const double factor = (kind == kDHDelta || kind == kSHDelta) ? 3.0 : 1.5;
+    double before = 0.0;  // t of the bar before, 0.0 before the first
+    for (int i = first; i < n; ++i) {
+        o.Ahead(6, i);
+        const double t = smoothed(i);
+        const bool idle = b[i].Volume == 0;
+        o(7, i) = idle ? 0 : (t - before) * factor;
+        if (kind == kJG) o(6, i) = idle ? 0 : t;
+        if (kind == kJGDelta) o(6, i) = t;
+        if (kind == kSH) o(8, i) = idle ? 0 : t;
+        before = t;
+    }
+}
+
+}  // namespace
+
+using detail::Cols;
+constexpr std::uint64_t kChipColumns = Cols({0, 1, 2, 3, 4, 5, 6, 7, 8}), kChange = Cols({7});
+const detail::Kernel JGCMX{&Chip<kJG>, kChipColumns, kChange}, JGCMXDELTA{&Chip<kJGDelta>, kChipColumns, kChange},
+    DHCMX{&Chip<kDH>, kChipColumns, kChange}, DHCMXDELTA{&Chip<kDHDelta>, kChipColumns, kChange},
+    SHCMX{&Chip<kSH>, kChipColumns, kChange}, SHCMXDELTA{&Chip<kSHDelta>, kChipColumns, kChange};
+
+}  // namespace fenxi::kernels
 
 void CAnalysisTechniques::GenerateChip(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int N,
                                        FENXIDATA_PROPERTY* property, int kind) {
@@ -148,13 +175,11 @@ void CAnalysisTechniques::GenerateChip(UNIKDATA* bars, int unit, FENXIDATA*& out
     if (rows == nullptr) return;
     SetChipProperty(property, kind, n, N);
     if (IsDelta(kind)) rows[0].FenXi[12] = 0.0;
-    DirectionalStage(bars, PriceFactor(unit), rows, n);
-    if (N > n) {
-        ResetProperty(property);
-    } else {
-        WindowStage(rows, n, N);
-        if (n >= 2) SmoothingStage(bars, rows, n, kind);
-    }
+    static const detail::Kernel* const kKernels[] = {&kernels::JGCMX, &kernels::JGCMXDELTA, &kernels::DHCMX,
+                                                     &kernels::DHCMXDELTA, &kernels::SHCMX, &kernels::SHCMXDELTA};
+    const std::int32_t p[] = {N};
+    RunKernel(*kKernels[kind], bars, unit, rows, n, p);
+    if (N > n) ResetProperty(property);
     LeaveLock();
 }
 
@@ -206,22 +231,16 @@ void ChipStep(const UNIKDATA* bars, int unit, FENXIDATA* r, int n, int i, const 
     v[21] = v[6];
     v[22] = v[8];
     const bool idle = bars[i].Volume == 0;
-    auto stage = [&](int j, int c) { return r[j].FenXi[c == 6 ? 21 : 22]; };
+    auto stage = [&](int back, int c) { return i >= back ? r[i - back].FenXi[c] : 0.0; };
+    const double p6[3] = {stage(2, 21), stage(1, 21), v[21]}, p8[3] = {stage(2, 22), stage(1, 22), v[22]};
     if (kind == kDH) {
-        v[6] = idle ? 0 : (v[22] * 0.5 + v[21] * 0.5) * 0.5;
+        v[6] = idle ? 0 : Smoothed(kind, p6, p8);
         if (i >= 1) v[7] = idle ? 0 : (v[6] - r[i - 1].FenXi[6]) * 1.5;
         return;
     }
     const int first = kind == kDHDelta ? 1 : 2;
     if (i < first) return;
-    double t = 0;
-    switch (kind) {
-        case kJG: case kJGDelta: t = (stage(i - 2, 6) + stage(i - 1, 6) + stage(i, 6) + 9.0) / 3.0; break;
-        case kSHDelta: t = (stage(i - 2, 8) + stage(i - 1, 8) + stage(i, 8) + 9.0) / 3.0; break;
-        case kSH: t = (stage(i - 1, 8) + stage(i, 8) + 4.0) * 0.5; break;
-        default: t = (v[22] * 0.5 + v[21] * 0.5) * 0.5; break;
-    }
-    v[20] = t;
+    const double t = v[20] = Smoothed(kind, p6, p8);
     const double factor = (kind == kDHDelta || kind == kSHDelta) ? 3.0 : 1.5;
     const double before = i == first ? 0.0 : r[i - 1].FenXi[20];
     v[7] = idle ? 0 : (t - before) * factor;
