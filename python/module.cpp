@@ -247,10 +247,11 @@ private:
 };
 
 // Seconds of the fastest of `repeats` direct C++ columnar calls over these
-// columns, for the benchmark of the Python layer's overhead.
+// columns (the ones the Python call passes on), for the benchmark of
+// the Python layer's overhead.
 double TimeCompute(const std::string& name, const Column& open, const Column& high, const Column& low,
-                   const Column& close, const Column& volume, int repeats) {
-    const fenxi::PriceColumns c{Span(open), Span(high), Span(low), Span(close), Span(volume)};
+                   const Column& close, const Column& volume, const Column& amount, int repeats) {
+    const fenxi::PriceColumns c{Span(open), Span(high), Span(low), Span(close), Span(volume), Span(amount)};
     py::gil_scoped_release free;
     double best = 1e300;
     for (int k = 0; k < repeats; ++k) {
