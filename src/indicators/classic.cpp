@@ -124,6 +124,97 @@ void CsiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const doubl
     v[0] = full ? adxr * v[18] * (p[1] / std::sqrt(p[2])) / (150 + 25) * 100 : 0.0;
 }
 
+// Per-bar formulas the row functions (last row for the updaters, streams)
+// and the kernels (whole series) share.
+
+// BRAR's terms of bar i: H - C1, C1 - L (0 on bar 0, never negative), H - O,
+// O - L.
+void BrarTerms(const UNIKDATA* b, double f, int i, double* t) {
+    const double c1 = i > 0 ? C(b, f, i - 1) : 0.0;
+    t[0] = i > 0 ? std::max(0.0, H(b, f, i) - c1) : 0.0;
+    t[1] = i > 0 ? std::max(0.0, c1 - L(b, f, i)) : 0.0;
+    t[2] = H(b, f, i) - O(b, f, i);
+    t[3] = O(b, f, i) - L(b, f, i);
+}
+
+// CR's terms of bar i against the previous bar's mid price, 0 on bar 0.
+void CrTerms(const UNIKDATA* b, double f, int i, double* t) {
+    t[0] = t[1] = 0.0;
+    if (i == 0) return;
+    const double mid = (H(b, f, i - 1) + L(b, f, i - 1)) / 2;
+    t[0] = std::max(0.0, H(b, f, i) - mid);
+    t[1] = std::max(0.0, mid - L(b, f, i));
+}
+
+// ASI's SI of bar i, 0 on bar 0.
+double AsiTerm(const UNIKDATA* b, double f, int i) {
+    if (i == 0) return 0.0;
+    const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i), o = O(b, f, i);
+    const double c1 = C(b, f, i - 1), o1 = O(b, f, i - 1), l1 = L(b, f, i - 1);
+    const double aa = std::fabs(h - c1), bb = std::fabs(l - c1), cc = std::fabs(h - l1), dd = std::fabs(c1 - o1);
+    const double range = (aa > bb && aa > cc)   ? aa + bb / 2 + dd / 4
+                         : (bb > cc && bb > aa) ? bb + aa / 2 + dd / 4
+                                                : cc + dd / 4;
+    const double x = c - c1 + (c - o) / 2 + c1 - o1;
+    return range == 0 ? 0.0 : 16 * x / range * std::max(aa, bb);
+}
+
+// MIKE's six lines from the typical price and the window's extremes.
+double MikeTypical(const UNIKDATA& bar, double f) {
+    return Int32Term(std::int64_t{bar.High} + bar.Low + bar.Close) * f / 3.0;
+}
+void MikeLines(double typ, double hv, double lv, double* v) {
+    v[0] = 2 * typ - lv;
+    v[1] = typ + hv - lv;
+    v[2] = 2 * hv - lv;
+    v[3] = 2 * typ - hv;
+    v[4] = typ - (hv - lv);
+    v[5] = 2 * lv - hv;
+}
+
+// EMV's term of bar i from the N-bar means of volume and range.
+double EmvTerm(const UNIKDATA* b, double f, int i, double volumeMean, double rangeMean) {
+    const double h = H(b, f, i), l = L(b, f, i);
+    const double volume = Ratio(volumeMean, static_cast<double>(b[i].Volume));
+    const double mid = i == 0 ? 0.0 : Ratio(100 * (h + l - (H(b, f, i - 1) + L(b, f, i - 1))), h + l);
+    return Ratio(mid * volume * (h - l), rangeMean);
+}
+
+// CHG's two lines of bar i >= N.
+void ChgLines(const UNIKDATA* b, double f, int i, int N, double* v) {
+    const double c = C(b, f, i), cn = C(b, f, i - N);
+    v[0] = Ratio(c - cn, cn) * 100 * 100;
+    v[1] = (c - cn) / 100;
+}
+
+// CHAIKIN's money flow of bar i.
+double ChaikinFlow(const UNIKDATA* b, double f, int i) {
+    const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i);
+    return h == l ? 0.0 : static_cast<double>(b[i].Volume) * ((c - l) - (h - c)) / (h - l);
+}
+
+// TSF's least-squares forecast of the window y(1) .. y(N), oldest first.
+template <class Y>
+double TsfForecast(int N, Y y) {
+    double sy = 0.0, sxy = 0.0;
+    for (int k = 1; k <= N; ++k) {
+        const double v = y(k);
+        sy += v;
+        sxy += k * v;
+    }
+    const double dn = N, sx = dn * (dn + 1) / 2, sxx = dn * (dn + 1) * (2 * dn + 1) / 6;
+    const double slope = Ratio(dn * sxy - sx * sy, dn * sxx - sx * sx);
+    return (sy - slope * sx) / dn + slope * (dn + 1);
+}
+
+// MAW of the window ending at bar i >= N-1: weights 1 .. N, oldest first.
+double MawValue(const UNIKDATA* b, double f, int i, int N) {
+    double weighted = 0.0;
+    for (int k = 1; k <= N; ++k) weighted += k * C(b, f, i - N + k);
+    const double dn = N;
+    return weighted / (dn * (dn + 1) / 2);
+}
+
 void DmaRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
     double* v = r[i].FenXi;
     v[10] = C(b, f, i);
@@ -134,11 +225,7 @@ void DmaRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const doubl
 void BrarRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
     const int N = P(p, 0);
     double* v = r[i].FenXi;
-    const double c1 = i > 0 ? C(b, f, i - 1) : 0.0;
-    v[10] = i > 0 ? std::max(0.0, H(b, f, i) - c1) : 0.0;
-    v[11] = i > 0 ? std::max(0.0, c1 - L(b, f, i)) : 0.0;
-    v[12] = H(b, f, i) - O(b, f, i);
-    v[13] = O(b, f, i) - L(b, f, i);
+    BrarTerms(b, f, i, v + 10);
     v[0] = Ratio(sum(r, n, i, N, 10), sum(r, n, i, N, 11)) * 100 * 100;
     v[1] = Ratio(sum(r, n, i, N, 12), sum(r, n, i, N, 13)) * 100 * 100;
 }
@@ -147,12 +234,7 @@ int CrShift(int m) { return static_cast<int>(m / 2.5 + 1); }
 
 void CrRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
     double* v = r[i].FenXi;
-    v[10] = v[11] = 0.0;
-    if (i > 0) {
-        const double mid = (H(b, f, i - 1) + L(b, f, i - 1)) / 2;
-        v[10] = std::max(0.0, H(b, f, i) - mid);
-        v[11] = std::max(0.0, mid - L(b, f, i));
-    }
+    CrTerms(b, f, i, v + 10);
     v[0] = Ratio(sum(r, n, i, P(p, 0), 10), sum(r, n, i, P(p, 0), 11)) * 100 * 100;
     for (int k = 1; k <= 4; ++k) {
         const std::int64_t j = std::int64_t{i} - CrShift(P(p, k));
@@ -162,32 +244,15 @@ void CrRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double
 
 void AsiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double*) {
     double* v = r[i].FenXi;
-    v[10] = 0.0;
-    if (i > 0) {
-        const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i), o = O(b, f, i);
-        const double c1 = C(b, f, i - 1), o1 = O(b, f, i - 1), l1 = L(b, f, i - 1);
-        const double aa = std::fabs(h - c1), bb = std::fabs(l - c1), cc = std::fabs(h - l1), dd = std::fabs(c1 - o1);
-        const double range = (aa > bb && aa > cc)   ? aa + bb / 2 + dd / 4
-                             : (bb > cc && bb > aa) ? bb + aa / 2 + dd / 4
-                                                    : cc + dd / 4;
-        const double x = c - c1 + (c - o) / 2 + c1 - o1;
-        v[10] = range == 0 ? 0.0 : 16 * x / range * std::max(aa, bb);
-    }
+    v[10] = AsiTerm(b, f, i);
     v[0] = sum(r, n, i, 26, 10);
     v[1] = ma(r, n, i, 10, 0);
 }
 
 void MikeRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* p) {
-    const double typ = Int32Term(std::int64_t{b[i].High} + b[i].Low + b[i].Close) * f / 3.0;
     double hv, lv;
     Extremes(b, f, i, P(p, 0), hv, lv);
-    double* v = r[i].FenXi;
-    v[0] = 2 * typ - lv;
-    v[1] = typ + hv - lv;
-    v[2] = 2 * hv - lv;
-    v[3] = 2 * typ - hv;
-    v[4] = typ - (hv - lv);
-    v[5] = 2 * lv - hv;
+    MikeLines(MikeTypical(b[i], f), hv, lv, r[i].FenXi);
 }
 
 void TrixRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
@@ -202,12 +267,9 @@ void TrixRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const doub
 void EmvRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
     const int N = P(p, 0);
     double* v = r[i].FenXi;
-    const double h = H(b, f, i), l = L(b, f, i);
     v[10] = static_cast<double>(b[i].Volume);
-    v[11] = h - l;
-    const double volume = Ratio(ma(r, n, i, N, 10), v[10]);
-    const double mid = i == 0 ? 0.0 : Ratio(100 * (h + l - (H(b, f, i - 1) + L(b, f, i - 1))), h + l);
-    v[12] = Ratio(mid * volume * (h - l), ma(r, n, i, N, 11));
+    v[11] = H(b, f, i) - L(b, f, i);
+    v[12] = EmvTerm(b, f, i, ma(r, n, i, N, 10), ma(r, n, i, N, 11));
     v[0] = ma(r, n, i, N, 12) * 100;
     v[1] = ma(r, n, i, P(p, 1), 0);
 }
@@ -219,15 +281,12 @@ void ChgRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double*
         v[0] = v[1] = 0.0;
         return;
     }
-    const double c = C(b, f, i), cn = C(b, f, i - N);
-    v[0] = Ratio(c - cn, cn) * 100 * 100;
-    v[1] = (c - cn) / 100;
+    ChgLines(b, f, i, N, v);
 }
 
 void ChaikinRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
     const double fast = p[1], slow = p[2];
-    const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i);
-    const double flow = h == l ? 0.0 : static_cast<double>(b[i].Volume) * ((c - l) - (h - c)) / (h - l);
+    const double flow = ChaikinFlow(b, f, i);
     double* v = r[i].FenXi;
     v[10] = i == 0 ? flow : r[i - 1].FenXi[10] + flow;
     v[11] = i == 0 ? v[10] : ((fast - 1) * r[i - 1].FenXi[11] + 2 * v[10]) / (fast + 1);
@@ -241,17 +300,7 @@ void TsfRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const doubl
     double* v = r[i].FenXi;
     v[10] = C(b, f, i);
     v[0] = 0.0;
-    if (std::int64_t{i} >= std::int64_t{N} - 1) {
-        double sy = 0.0, sxy = 0.0;
-        for (int k = 1; k <= N; ++k) {
-            const double y = r[i - N + k].FenXi[10];
-            sy += y;
-            sxy += k * y;
-        }
-        const double dn = N, sx = dn * (dn + 1) / 2, sxx = dn * (dn + 1) * (2 * dn + 1) / 6;
-        const double slope = Ratio(dn * sxy - sx * sy, dn * sxx - sx * sx);
-        v[0] = (sy - slope * sx) / dn + slope * (dn + 1);
-    }
+    if (std::int64_t{i} >= std::int64_t{N} - 1) v[0] = TsfForecast(N, [&](int k) { return r[i - N + k].FenXi[10]; });
     v[1] = ma(r, n, i, P(p, 1), 0);
 }
 
@@ -271,10 +320,7 @@ void MawRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double*
     double* v = r[i].FenXi;
     v[0] = 0.0;
     if (std::int64_t{i} < std::int64_t{N} - 1) return;
-    double weighted = 0.0;
-    for (int k = 1; k <= N; ++k) weighted += k * C(b, f, i - N + k);
-    const double dn = N;
-    v[0] = weighted / (dn * (dn + 1) / 2);
+    v[0] = MawValue(b, f, i, N);
 }
 
 void MaeRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
@@ -474,13 +520,9 @@ void Mike(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
     const double f = PriceFactor(unit);
     ExtremesOf(b, f, n, p[0], [&](int i, double hv, double lv) {
         o.Ahead(0, i);
-        const double typ = Int32Term(std::int64_t{b[i].High} + b[i].Low + b[i].Close) * f / 3.0;
-        o(0, i) = 2 * typ - lv;
-        o(1, i) = typ + hv - lv;
-        o(2, i) = 2 * hv - lv;
-        o(3, i) = 2 * typ - hv;
-        o(4, i) = typ - (hv - lv);
-        o(5, i) = 2 * lv - hv;
+        double v[6];
+        MikeLines(MikeTypical(b[i], f), hv, lv, v);
+        for (int k = 0; k < 6; ++k) o(k, i) = v[k];
     });
 }
 
@@ -504,9 +546,10 @@ void Chg(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
             o(0, i) = o(1, i) = 0.0;
             continue;
         }
-        const double c = C(b, f, i), cn = C(b, f, i - N);
-        o(0, i) = Ratio(c - cn, cn) * 100 * 100;
-        o(1, i) = (c - cn) / 100;
+        double v[2];
+        ChgLines(b, f, i, N, v);
+        o(0, i) = v[0];
+        o(1, i) = v[1];
     }
 }
 
@@ -553,11 +596,9 @@ void Brar(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
     const std::size_t size = static_cast<std::size_t>(n);
     Scratch<double> terms(4 * size), sums(4 * size);
     for (int i = 0; i < n; ++i) {
-        const double c1 = i > 0 ? C(b, f, i - 1) : 0.0;
-        terms[i] = i > 0 ? std::max(0.0, H(b, f, i) - c1) : 0.0;
-        terms[size + i] = i > 0 ? std::max(0.0, c1 - L(b, f, i)) : 0.0;
-        terms[2 * size + i] = H(b, f, i) - O(b, f, i);
-        terms[3 * size + i] = O(b, f, i) - L(b, f, i);
+        double t[4];
+        BrarTerms(b, f, i, t);
+        for (int k = 0; k < 4; ++k) terms[k * size + i] = t[k];
     }
     for (int k = 0; k < 4; ++k) WindowSumsInto(terms.data() + k * size, n, p[0], sums.data() + k * size);
     for (int i = 0; i < n; ++i) {
@@ -577,12 +618,10 @@ void Cr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut
     const std::size_t size = static_cast<std::size_t>(n);
     Scratch<double> terms(2 * size), sums(2 * size), cr(size), mean(size);
     for (int i = 0; i < n; ++i) {
-        terms[i] = terms[size + i] = 0.0;
-        if (i > 0) {
-            const double mid = (H(b, f, i - 1) + L(b, f, i - 1)) / 2;
-            terms[i] = std::max(0.0, H(b, f, i) - mid);
-            terms[size + i] = std::max(0.0, mid - L(b, f, i));
-        }
+        double t[2];
+        CrTerms(b, f, i, t);
+        terms[i] = t[0];
+        terms[size + i] = t[1];
     }
     for (int k = 0; k < 2; ++k) WindowSumsInto(terms.data() + k * size, n, p[0], sums.data() + k * size);
     for (int i = 0; i < n; ++i) {
@@ -604,18 +643,7 @@ void Asi(const UNIKDATA* b, int unit, int n, const std::int32_t*, const LineOut&
     const double f = PriceFactor(unit);
     const std::size_t size = static_cast<std::size_t>(n);
     Scratch<double> si(size), asi(size), mean(size);
-    for (int i = 0; i < n; ++i) {
-        si[i] = 0.0;
-        if (i == 0) continue;
-        const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i), op = O(b, f, i);
-        const double c1 = C(b, f, i - 1), o1 = O(b, f, i - 1), l1 = L(b, f, i - 1);
-        const double aa = std::fabs(h - c1), bb = std::fabs(l - c1), cc = std::fabs(h - l1), dd = std::fabs(c1 - o1);
-        const double range = (aa > bb && aa > cc)   ? aa + bb / 2 + dd / 4
-                             : (bb > cc && bb > aa) ? bb + aa / 2 + dd / 4
-                                                    : cc + dd / 4;
-        const double x = c - c1 + (c - op) / 2 + c1 - o1;
-        si[i] = range == 0 ? 0.0 : 16 * x / range * std::max(aa, bb);
-    }
+    for (int i = 0; i < n; ++i) si[i] = AsiTerm(b, f, i);
     WindowSumsInto(si.data(), n, 26, asi.data());
     AverageInto(asi.data(), n, 10, mean.data());
     for (int i = 0; i < n; ++i) {
@@ -640,12 +668,7 @@ void Emv(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     }
     AverageInto(volume.data(), n, N, volumeMean.data());
     AverageInto(range.data(), n, N, rangeMean.data());
-    for (int i = 0; i < n; ++i) {
-        const double h = H(b, f, i), l = L(b, f, i);
-        const double ratio = Ratio(volumeMean[i], volume[i]);
-        const double mid = i == 0 ? 0.0 : Ratio(100 * (h + l - (H(b, f, i - 1) + L(b, f, i - 1))), h + l);
-        term[i] = Ratio(mid * ratio * (h - l), rangeMean[i]);
-    }
+    for (int i = 0; i < n; ++i) term[i] = EmvTerm(b, f, i, volumeMean[i], rangeMean[i]);
     AverageInto(term.data(), n, N, emv.data());
     for (int i = 0; i < n; ++i) emv[i] = emv[i] * 100;
     AverageInto(emv.data(), n, p[1], mean.data());
@@ -668,19 +691,8 @@ void Tsf(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     const std::size_t size = static_cast<std::size_t>(n);
     Scratch<double> close(size), tsf(size), mean(size);
     for (int i = 0; i < n; ++i) close[i] = C(b, f, i);
-    const double dn = N, sx = dn * (dn + 1) / 2, sxx = dn * (dn + 1) * (2 * dn + 1) / 6;
-    for (int i = 0; i < n; ++i) {
-        tsf[i] = 0.0;
-        if (std::int64_t{i} < std::int64_t{N} - 1) continue;
-        double sy = 0.0, sxy = 0.0;
-        for (int k = 1; k <= N; ++k) {
-            const double y = close[i - N + k];
-            sy += y;
-            sxy += k * y;
-        }
-        const double slope = Ratio(dn * sxy - sx * sy, dn * sxx - sx * sx);
-        tsf[i] = (sy - slope * sx) / dn + slope * (dn + 1);
-    }
+    for (int i = 0; i < n; ++i)
+        tsf[i] = std::int64_t{i} < std::int64_t{N} - 1 ? 0.0 : TsfForecast(N, [&](int k) { return close[i - N + k]; });
     AverageInto(tsf.data(), n, p[1], mean.data());
     for (int i = 0; i < n; ++i) {
         o.Ahead(0, i);
@@ -695,14 +707,9 @@ void Tsf(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 void Maw(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     const double f = PriceFactor(unit);
     const int N = p[0];
-    const double dn = N;
     for (int i = 0; i < n; ++i) {
         o.Ahead(0, i);
-        o(0, i) = 0.0;
-        if (std::int64_t{i} < std::int64_t{N} - 1) continue;
-        double weighted = 0.0;
-        for (int k = 1; k <= N; ++k) weighted += k * C(b, f, i - N + k);
-        o(0, i) = weighted / (dn * (dn + 1) / 2);
+        o(0, i) = std::int64_t{i} < std::int64_t{N} - 1 ? 0.0 : MawValue(b, f, i, N);
     }
 }
 
@@ -715,8 +722,7 @@ void Chaikin(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const Li
     Scratch<double> co(size), mean(size);
     double ad = 0.0, e1 = 0.0, e2 = 0.0;
     for (int i = 0; i < n; ++i) {
-        const double h = H(b, f, i), l = L(b, f, i), c = C(b, f, i);
-        const double flow = h == l ? 0.0 : static_cast<double>(b[i].Volume) * ((c - l) - (h - c)) / (h - l);
+        const double flow = ChaikinFlow(b, f, i);
         ad = i == 0 ? flow : ad + flow;
         e1 = i == 0 ? ad : ((fast - 1) * e1 + 2 * ad) / (fast + 1);
         e2 = i == 0 ? ad : ((slow - 1) * e2 + 2 * ad) / (slow + 1);
