@@ -3,7 +3,9 @@
 // rows, so the generator (all rows) and the updater (the last row) agree bit
 // for bit.
 #include <cmath>
+#include <initializer_list>
 #include <limits>
+#include <utility>
 
 #include "core/registry.h"
 #include "core/window.h"
@@ -346,6 +348,21 @@ void PcRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* 
 namespace kernels {
 namespace {
 
+// The classic second line: column 0 the line, column 1 its average over M
+// (0 before a full window), and each (column, values) of `more`, written in
+// one pass.
+void WithMean(const LineOut& o, int n, const double* line, int M,
+              std::initializer_list<std::pair<int, const double*>> more = {}) {
+    Scratch<double> mean(static_cast<std::size_t>(n));
+    AverageInto(line, n, M, mean.data());
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        for (const auto& [c, v] : more) o(c, i) = v[i];
+        o(0, i) = line[i];
+        o(1, i) = mean[i];
+    }
+}
+
 // DmiRow over the whole series. The three N-bar sums of TR, +DM and -DM run
 // as exact int64 sums where every term is an integer (converted prices at a
 // unit dividing 10000), else as ordered window sums; the DX average over M
@@ -474,7 +491,7 @@ void Csi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 void Trix(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     const double f = PriceFactor(unit);
     const int N = p[0], M = p[1];
-    Scratch<double> trix(static_cast<std::size_t>(n)), mean(static_cast<std::size_t>(n));
+    Scratch<double> trix(static_cast<std::size_t>(n));
     double e1 = 0.0, e2 = 0.0, e3 = 0.0;
     for (int i = 0; i < n; ++i) {
         const double c = C(b, f, i), previous = e3;
@@ -487,12 +504,7 @@ void Trix(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
         o(12, i) = e2;
         o(13, i) = e3;
     }
-    AverageInto(trix.data(), n, M, mean.data());
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o(0, i) = trix[i];
-        o(1, i) = mean[i];
-    }
+    WithMean(o, n, trix.data(), M);
 }
 
 // Highest high and lowest low of bars max(0, i-N+1) .. i, converted, as
@@ -575,18 +587,12 @@ void Mae(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 void Dma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     const double f = PriceFactor(unit);
     const std::size_t size = static_cast<std::size_t>(n);
-    Scratch<double> close(size), fast(size), slow(size), ama(size);
+    Scratch<double> close(size), fast(size), slow(size);
     for (int i = 0; i < n; ++i) close[i] = C(b, f, i);
     AverageInto(close.data(), n, p[0], fast.data());
     AverageInto(close.data(), n, p[1], slow.data());
     for (int i = 0; i < n; ++i) fast[i] = fast[i] - slow[i];  // DDD
-    AverageInto(fast.data(), n, p[0], ama.data());
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o(10, i) = close[i];
-        o(0, i) = fast[i];
-        o(1, i) = ama[i];
-    }
+    WithMean(o, n, fast.data(), p[0], {{10, close.data()}});
 }
 
 // BrarRow over the whole series: the four terms (columns 10-13) and their
@@ -642,16 +648,10 @@ void Cr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut
 void Asi(const UNIKDATA* b, int unit, int n, const std::int32_t*, const LineOut& o) {
     const double f = PriceFactor(unit);
     const std::size_t size = static_cast<std::size_t>(n);
-    Scratch<double> si(size), asi(size), mean(size);
+    Scratch<double> si(size), asi(size);
     for (int i = 0; i < n; ++i) si[i] = AsiTerm(b, f, i);
     WindowSumsInto(si.data(), n, 26, asi.data());
-    AverageInto(asi.data(), n, 10, mean.data());
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o(10, i) = si[i];
-        o(0, i) = asi[i];
-        o(1, i) = mean[i];
-    }
+    WithMean(o, n, asi.data(), 10, {{10, si.data()}});
 }
 
 // EmvRow over the whole series: volume (10) and range (11), their N-bar
@@ -661,7 +661,7 @@ void Emv(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     const double f = PriceFactor(unit);
     const int N = p[0];
     const std::size_t size = static_cast<std::size_t>(n);
-    Scratch<double> volume(size), range(size), volumeMean(size), rangeMean(size), term(size), emv(size), mean(size);
+    Scratch<double> volume(size), range(size), volumeMean(size), rangeMean(size), term(size), emv(size);
     for (int i = 0; i < n; ++i) {
         volume[i] = static_cast<double>(b[i].Volume);
         range[i] = H(b, f, i) - L(b, f, i);
@@ -671,15 +671,7 @@ void Emv(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     for (int i = 0; i < n; ++i) term[i] = EmvTerm(b, f, i, volumeMean[i], rangeMean[i]);
     AverageInto(term.data(), n, N, emv.data());
     for (int i = 0; i < n; ++i) emv[i] = emv[i] * 100;
-    AverageInto(emv.data(), n, p[1], mean.data());
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o(10, i) = volume[i];
-        o(11, i) = range[i];
-        o(12, i) = term[i];
-        o(0, i) = emv[i];
-        o(1, i) = mean[i];
-    }
+    WithMean(o, n, emv.data(), p[1], {{10, volume.data()}, {11, range.data()}, {12, term.data()}});
 }
 
 // TsfRow over the whole series: the close in column 10, the least-squares
@@ -689,17 +681,11 @@ void Tsf(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     const double f = PriceFactor(unit);
     const int N = p[0];
     const std::size_t size = static_cast<std::size_t>(n);
-    Scratch<double> close(size), tsf(size), mean(size);
+    Scratch<double> close(size), tsf(size);
     for (int i = 0; i < n; ++i) close[i] = C(b, f, i);
     for (int i = 0; i < n; ++i)
         tsf[i] = std::int64_t{i} < std::int64_t{N} - 1 ? 0.0 : TsfForecast(N, [&](int k) { return close[i - N + k]; });
-    AverageInto(tsf.data(), n, p[1], mean.data());
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o(10, i) = close[i];
-        o(0, i) = tsf[i];
-        o(1, i) = mean[i];
-    }
+    WithMean(o, n, tsf.data(), p[1], {{10, close.data()}});
 }
 
 // MawRow over the whole series: the weights 1 .. N on the window's closes,
@@ -719,7 +705,7 @@ void Maw(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 void Chaikin(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     const double f = PriceFactor(unit), fast = p[1], slow = p[2];
     const std::size_t size = static_cast<std::size_t>(n);
-    Scratch<double> co(size), mean(size);
+    Scratch<double> co(size);
     double ad = 0.0, e1 = 0.0, e2 = 0.0;
     for (int i = 0; i < n; ++i) {
         const double flow = ChaikinFlow(b, f, i);
@@ -731,12 +717,7 @@ void Chaikin(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const Li
         o(12, i) = e2;
         co[i] = e1 - e2;
     }
-    AverageInto(co.data(), n, p[0], mean.data());
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o(0, i) = co[i];
-        o(1, i) = mean[i];
-    }
+    WithMean(o, n, co.data(), p[0]);
 }
 
 // MassRow over the whole series: the range (10), its average (11) and the
@@ -745,23 +726,14 @@ void Chaikin(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const Li
 void Mass(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     const double f = PriceFactor(unit);
     const std::size_t size = static_cast<std::size_t>(n);
-    Scratch<double> range(size), single(size), twice(size), ratio(size), mass(size), mean(size);
+    Scratch<double> range(size), single(size), twice(size), ratio(size), mass(size);
     for (int i = 0; i < n; ++i) range[i] = H(b, f, i) - L(b, f, i);
     AverageInto(range.data(), n, p[0], single.data());
     AverageInto(single.data(), n, p[0], twice.data());
     for (int i = 0; i < n; ++i) ratio[i] = Ratio(single[i], twice[i]);
     WindowSumsInto(ratio.data(), n, p[1], mass.data());
     for (int i = 0; i < n; ++i) mass[i] = mass[i] * 100;
-    AverageInto(mass.data(), n, p[2], mean.data());
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o(10, i) = range[i];
-        o(11, i) = single[i];
-        o(12, i) = twice[i];
-        o(13, i) = ratio[i];
-        o(0, i) = mass[i];
-        o(1, i) = mean[i];
-    }
+    WithMean(o, n, mass.data(), p[2], {{10, range.data()}, {11, single.data()}, {12, twice.data()}, {13, ratio.data()}});
 }
 
 }  // namespace
