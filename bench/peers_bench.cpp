@@ -249,6 +249,33 @@ void Run(int n, int reps) {
     }
 }
 
+// The bare serial division chain of fenxi's EMA, ((p-1)*prev + 2x)/(p+1)
+// over contiguous doubles into an array: the latency floor of every EMA-style
+// line, set beside fenxi's EMA through the columnar API.
+void ChainFloor(int n, int reps) {
+    const Inputs in = Make(n);
+    std::vector<double> out(static_cast<std::size_t>(n)), chain, api;
+    Outputs mine(1, n);
+    const double keep = 11.0, div = 13.0;
+    for (int r = 0; r < reps + 1; ++r) {
+        auto t0 = Clock::now();
+        double e = in.close[0];
+        out[0] = e;
+        for (int i = 1; i < n; ++i) {
+            const double x = in.close[static_cast<std::size_t>(i)];
+            out[static_cast<std::size_t>(i)] = e = (keep * e + (x + x)) / div;
+        }
+        const double bare = std::chrono::duration<double, std::nano>(Clock::now() - t0).count() / n;
+        t0 = Clock::now();
+        if (fenxi::ComputeInto("EMA", std::vector<int>{12}, in.bars, mine.views)) std::abort();
+        const double columns = std::chrono::duration<double, std::nano>(Clock::now() - t0).count() / n;
+        if (r > 0) chain.push_back(bare), api.push_back(columns);
+    }
+    const double floor = Median(chain), ema = Median(api);
+    std::printf("\n%d bars: the bare EMA division chain %.2f ns per bar (median); fenxi's EMA columns %.2f, %.2fx the chain\n",
+                n, floor, ema, ema / floor);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -256,6 +283,9 @@ int main(int argc, char** argv) {
     std::vector<int> sizes;
     for (int k = 1; k < argc; ++k) sizes.push_back(std::atoi(argv[k]));
     if (sizes.empty()) sizes = {36500, 1000000};
-    for (int n : sizes) Run(n, n >= 500000 ? 9 : 31);
+    for (int n : sizes) {
+        Run(n, n >= 500000 ? 9 : 31);
+        ChainFloor(n, n >= 500000 ? 9 : 31);
+    }
     TA_Shutdown();
 }
