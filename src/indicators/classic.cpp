@@ -449,28 +449,11 @@ private:
 
 constexpr std::uint64_t kWilderColumns = detail::Cols({10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20});
 
-// AdxRow over the whole series.
-void Adx(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+// Wilder's columns of every bar into o, then line(i, state) for the bar's
+// own lines.
+template <class Line>
+void WilderSeries(const UNIKDATA* b, int unit, int n, int N, const LineOut& o, Line line) {
     const double f = PriceFactor(unit);
-    Wilder w(p[0]);
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o.Ahead(20, i);
-        double x[3];
-        WilderComponents(b, f, i, x);
-        w.Step(i, x, o);
-        o(0, i) = w.adx * 100;
-        o(1, i) = w.pdi * 100;
-        o(2, i) = w.mdi * 100;
-    }
-}
-
-// CsiRow over the whole series: ADXR from ADX N bars back once it is full.
-void Csi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
-    const double f = PriceFactor(unit);
-    const int N = p[0];
-    const double factor = p[1] / std::sqrt(static_cast<double>(p[2]));
-    Scratch<double> adx(static_cast<std::size_t>(n));
     Wilder w(N);
     for (int i = 0; i < n; ++i) {
         o.Ahead(0, i);
@@ -478,11 +461,30 @@ void Csi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
         double x[3];
         WilderComponents(b, f, i, x);
         w.Step(i, x, o);
+        line(i, w);
+    }
+}
+
+// AdxRow over the whole series.
+void Adx(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    WilderSeries(b, unit, n, p[0], o, [&](int i, const Wilder& w) {
+        o(0, i) = w.adx * 100;
+        o(1, i) = w.pdi * 100;
+        o(2, i) = w.mdi * 100;
+    });
+}
+
+// CsiRow over the whole series: ADXR from ADX N bars back once it is full.
+void Csi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int N = p[0];
+    const double factor = p[1] / std::sqrt(static_cast<double>(p[2]));
+    Scratch<double> adx(static_cast<std::size_t>(n));
+    WilderSeries(b, unit, n, N, o, [&](int i, const Wilder& w) {
         adx[i] = w.adx;
         const bool full = std::int64_t{i} - N >= 2 * std::int64_t{N} - 1;
         const double adxr = full ? (w.adx + adx[i - N]) / 2 : 0.0;
         o(0, i) = full ? adxr * w.atr * factor / (150 + 25) * 100 : 0.0;
-    }
+    });
 }
 
 // TrixRow over the whole series: column 10 the close, 11-13 its three
