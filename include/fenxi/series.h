@@ -89,7 +89,7 @@ struct OperationSpec {
     // Overrides `scale` when a line's scale depends on the parameters.
     double (*scaleOf)(const std::int32_t* p, int line);
     const detail::StreamForm* stream;
-    const detail::Kernel* kernel;  // the one-pass arithmetic, null where the rows are still the route
+    const detail::Kernel* kernel;  // the one-pass arithmetic
 };
 
 // The registry, in the order `fenxi list` shows it.

@@ -70,33 +70,14 @@ void KernelLines(const detail::Kernel& kernel, const Bars& bars, int n, const st
     const std::size_t need = static_cast<std::size_t>(std::popcount(others)) * static_cast<std::size_t>(n);
     if (scratch.size() < need) scratch.resize(need);
     std::size_t at = 0;
-    for (int c = 0; c < kColumns; ++c)
-        if (others >> c & 1) view.Bind(c, scratch.data() + at), at += static_cast<std::size_t>(n);
-    kernel.run(bars.bars.data(), bars.unit, n, p, view);
-}
-
-// The lines through the class API's rows. A warm engine per thread: a fresh
-// one pays for faulting in its rows, which costs more than the arithmetic,
-// so the rows of the largest series a thread computed stay with it. They are
-// zeroed first, so the cells a generator leaves as the buffer held are 0, as
-// in a new engine. (MIKE keeps the engine's re-entrant lock; only this thread
-// ever takes it.)
-void RowLines(const OperationSpec& op, const Bars& bars, int n, const std::int32_t* p,
-              std::span<const std::span<double>> lines) {
-    thread_local CAnalysisTechniques engine;
-    Row* rows = nullptr;
-    RowProperty property{};
-    UNIKDATA* data = const_cast<UNIKDATA*>(bars.bars.data());  // generators only read the bars
-    engine.GenerateBuffer(data, bars.unit, rows, n);
-    op.generate(engine, data, bars.unit, rows, n, p, &property, 0);
-    for (int k = 0; k < op.lineCount; ++k) {
-        const int column = op.lines[k].column;
-        double* v = lines[k].data();
-        if (rows == nullptr)
-            std::fill(v, v + n, std::numeric_limits<double>::quiet_NaN());
-        else
-            for (int i = 0; i < n; ++i) v[i] = rows[i].FenXi[column];
+    for (int c = 0; c < kColumns; ++c) {
+        if (!(others >> c & 1)) continue;
+        double* column = scratch.data() + at;
+        if (kernel.leaves >> c & 1) std::fill(column, column + n, 0.0);
+        view.Bind(c, column);
+        at += static_cast<std::size_t>(n);
     }
+    kernel.run(bars.bars.data(), bars.unit, n, p, view);
 }
 
 }  // namespace
@@ -250,10 +231,7 @@ Error ComputeInto(std::string_view name, std::span<const int> given, const Bars&
     if (n == 0) return {};
 
     const int count = static_cast<int>(n);
-    if (op->kernel != nullptr)
-        KernelLines(*op->kernel, bars, count, p, *op, lines);
-    else
-        RowLines(*op, bars, count, p, lines);
+    KernelLines(*op->kernel, bars, count, p, *op, lines);
 
     // Row units to true units; NaN outside each line's valid bars.
     const double nan = std::numeric_limits<double>::quiet_NaN();

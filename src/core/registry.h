@@ -48,5 +48,5 @@ std::int64_t ClassicFirstValid(Classic which, const std::int32_t* p, int line);
 namespace fenxi::kernels {
 extern const detail::Kernel MA1, MA2, MA3, MA4, MA5, MA6, MA7, MACHANEL, LIFELINE, SMA, EMA, VOL, OBV, MACD, RSI,
     ROC, MTM, CCI, HHV, LLV, WR, KDJ, SAR, BOLL, ADX, TRIX, EXPMA, VOL1, VR, BIAS, PSY, OSC, KD, DMI, MIKE, PC, CHG, MAE, DMA, BRAR, CR, ASI, EMV, TSF, MAW, CHAIKIN, MASS, CSI, WVAD, JGCMX,
-    JGCMXDELTA, DHCMX, DHCMXDELTA, SHCMX, SHCMXDELTA;
+    JGCMXDELTA, DHCMX, DHCMXDELTA, SHCMX, SHCMXDELTA, ZJLDXFX, SHLDXFX;
 }  // namespace fenxi::kernels

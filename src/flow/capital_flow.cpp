@@ -52,6 +52,75 @@ void LimitBars(const UNIKDATA* bars, int i, double& v3, bool& adjusting, bool& u
 
 }  // namespace
 
+namespace fenxi::kernels {
+namespace {
+
+// LDX = MA(OBV, 2) - MA(OBV, 65): OBV into column 0, its 65-bar average
+// into column 1 from bar 65 on (earlier cells are left as they were and
+// still enter column 3), MA(OBV, 2) into column 2 and LDX into column 3
+// from bar 2, reshaped on one-price limit bars. trace(i, value) sees each
+// LDX before the reshaping; draw() marks each flip.
+template <class Trace, class Draw>
+void ZjRun(const UNIKDATA* b, int n, const LineOut& o, Trace trace, Draw draw) {
+    Scratch<double> obv(static_cast<std::size_t>(n)), average(static_cast<std::size_t>(n));
+    DirectionalVolume(b, n, [&](int i, double v) { obv[i] = v; });
+    TrailingAverage(obv.data(), n, 65, average.data());
+    bool adjusting = false, upside = false;
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        o(0, i) = obv[i];
+        if (i >= 65) o(1, i) = average[i];
+        if (i < 2) continue;
+        const double two = (0.0 + obv[i - 1] + obv[i]) * 0.5;
+        double ldx = two - o(1, i);
+        o(2, i) = two;
+        trace(i, ldx);
+        LimitBars(b, i, ldx, adjusting, upside, draw);
+        o(3, i) = ldx;
+    }
+}
+
+void Zj(const UNIKDATA* b, int, int n, const std::int32_t*, const LineOut& o) {
+    ZjRun(b, n, o, [](int, double) {}, [] {});
+}
+
+// OBV (0, and again in 4), MA(OBV, 3) from bar 3 (1); DIF = EMA12 - EMA28
+// of OBV (5, 6, 7), each average seeded with the plain mean of its first
+// full window; DEA = its 9-bar average seeded likewise (9); SHLDX the
+// reshaped -2 x (DIF - DEA) (8). The averages are 0 before their seeds.
+void Sh(const UNIKDATA* b, int, int n, const std::int32_t*, const LineOut& o) {
+    double total = 0.0, v0 = 0.0, v1 = 0.0, v2 = 0.0;  // OBV of bars i, i-1, i-2
+    double seed13 = 0.0, seed29 = 0.0, seed9 = 0.0, ema12 = 0.0, ema28 = 0.0, dif = 0.0, dea = 0.0;
+    for (int i = 0; i < n; ++i) {
+        o.Ahead(0, i);
+        v2 = v1;
+        v1 = v0;
+        if (i > 0) total = DirectionalTotal(total, b[i], b[i - 1]);
+        v0 = i == 0 ? 0.0 : total / 100.0;
+        o(0, i) = o(4, i) = v0;
+        if (i >= 3) o(1, i) = (0.0 + v2 + v1 + v0) / 3.0;
+        if (i <= 12) seed13 += v0;
+        if (i <= 28) seed29 += v0;
+        ema12 = i < 12 ? 0 : i == 12 ? seed13 / 13.0 : (v0 + v0) / 14.0 + ema12 * 12.0 / 14.0;
+        ema28 = i < 28 ? 0 : i == 28 ? seed29 / 29.0 : (v0 + v0) / 30.0 + ema28 * 28.0 / 30.0;
+        dif = i < 28 ? 0 : ema12 - ema28;
+        if (i >= 28 && i <= 36) seed9 += dif;
+        dea = i < 36 ? 0 : i == 36 ? seed9 / 9.0 : dea * 8.0 / 10.0 + (dif + dif) / 10.0;
+        o(5, i) = ema12;
+        o(6, i) = ema28;
+        o(7, i) = dif;
+        o(9, i) = dea;
+        o(8, i) = ReshapeFlow((dif - dea) * -2.0);
+    }
+}
+
+}  // namespace
+
+const detail::Kernel ZJLDXFX{&Zj, detail::Cols({0, 1, 2, 3}), detail::Cols({1, 2, 3})};
+const detail::Kernel SHLDXFX{&Sh, detail::Cols({0, 1, 4, 5, 6, 7, 8, 9}), detail::Cols({1})};
+
+}  // namespace fenxi::kernels
+
 void CAnalysisTechniques::GenerateZJLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, int n,
                                           FENXIDATA_PROPERTY* property) {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
@@ -100,16 +169,9 @@ void CAnalysisTechniques::GenerateZJLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, 
     p->ValueScale = 1;
     SetFormat(p, "%.2f");
 
-    ColumnDirectionalVolume(rows, n, bars, 0);
-    for (int i = 65; i < n; ++i) rows[i].FenXi[1] = sum(rows, n, i, 65, 0) / 65.0;  // row 64 stays as it was
-    bool adjusting = false, upside = false;
-    for (int i = 2; i < n; ++i) {
-        double* v = rows[i].FenXi;
-        v[2] = sum(rows, n, i, 2, 0) * 0.5;
-        v[3] = v[2] - v[1];
-        trace("pFenXiData[", i, "].FenXi[LDX_OBV_DIF] = ", v[3]);
-        LimitBars(bars, i, v[3], adjusting, upside, [] { (void)std::rand(); });
-    }
+    kernels::ZjRun(bars, n, LineOut::Rows(rows),
+                   [&](int i, double ldx) { trace("pFenXiData[", i, "].FenXi[LDX_OBV_DIF] = ", ldx); },
+                   [] { (void)std::rand(); });
     LeaveLock();
 }
 
@@ -131,25 +193,7 @@ void CAnalysisTechniques::GenerateSHLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, 
     p->ValueScale = 1;
     SetFormat(p, "%.2f");
 
-    ColumnDirectionalVolume(rows, n, bars, 0);
-    for (int i = 3; i < n; ++i) rows[i].FenXi[1] = sum(rows, n, i, 3, 0) / 3.0;
-    for (int i = 0; i < n; ++i) rows[i].FenXi[4] = rows[i].FenXi[0];
-    // Averages seeded with the plain mean of their first full window.
-    for (int i = 0; i < std::min(n, 12); ++i) rows[i].FenXi[5] = 0;
-    if (n > 12) rows[12].FenXi[5] = sum(rows, n, 12, 13, 4) / 13.0;
-    for (int i = 13; i < n; ++i)
-        rows[i].FenXi[5] = (rows[i].FenXi[0] + rows[i].FenXi[0]) / 14.0 + rows[i - 1].FenXi[5] * 12.0 / 14.0;
-    for (int i = 0; i < std::min(n, 28); ++i) rows[i].FenXi[6] = 0;
-    if (n > 28) rows[28].FenXi[6] = sum(rows, n, 28, 29, 4) / 29.0;
-    for (int i = 29; i < n; ++i)
-        rows[i].FenXi[6] = (rows[i].FenXi[0] + rows[i].FenXi[0]) / 30.0 + rows[i - 1].FenXi[6] * 28.0 / 30.0;
-    for (int i = 0; i < std::min(n, 28); ++i) rows[i].FenXi[7] = 0;
-    for (int i = 28; i < n; ++i) rows[i].FenXi[7] = rows[i].FenXi[5] - rows[i].FenXi[6];
-    for (int i = 0; i < std::min(n, 36); ++i) rows[i].FenXi[9] = 0;
-    if (n > 36) rows[36].FenXi[9] = sum(rows, n, 36, 9, 7) / 9.0;
-    for (int i = 37; i < n; ++i)
-        rows[i].FenXi[9] = rows[i - 1].FenXi[9] * 8.0 / 10.0 + (rows[i].FenXi[7] + rows[i].FenXi[7]) / 10.0;
-    for (int i = 0; i < n; ++i) rows[i].FenXi[8] = ReshapeFlow((rows[i].FenXi[7] - rows[i].FenXi[9]) * -2.0);
+    RunKernel(kernels::SHLDXFX, bars, 0, rows, n, nullptr);
     LeaveLock();
 }
 

@@ -117,6 +117,7 @@ TEST(Registry, OneNamedFunctionPerOperation) {
 TEST(Registry, EveryDispatcherCodeAndNameFindsItsEntry) {
     for (const OperationSpec& op : fenxi::Operations()) {
         EXPECT_EQ(fenxi::FindOperation(op.name), &op);
+        EXPECT_NE(op.kernel, nullptr) << op.name;
         if (op.code >= 0) {
             EXPECT_EQ(fenxi::FindOperation(std::to_string(op.code)), &op);
         }
