@@ -5,6 +5,7 @@
 // passing them without AVX does not apply.
 #pragma GCC diagnostic ignored "-Wpsabi"
 
+#include <array>
 #include <atomic>
 #include <bit>
 #include <cmath>
@@ -105,12 +106,60 @@ inline void Quotients(double* v, int n, double d) {
     for (; k < n; ++k) v[k] /= d;
 }
 
+// Exactness of x[0 .. n-1] in arithmetic alone (integer lane masks cost a
+// per-lane test on SSE2): with a' = min(a, 2^52), (a' + 2^52) - 2^52 - a' is
+// 0 exactly when a' is an integer, and every double from 2^52 on is one;
+// the sum of those deviations' magnitudes is 0 only when each is, in any
+// order. a - a is NaN for NaN and inf, so their sum flags those. max is
+// exact, so the lanes' maxima merge in any order. The flags leave out the
+// 2^53 bound, which ExactnessCheck::Scale applies through the maximum.
+template <class V>
+inline void Exact(const double* x, int n, Exactness& e) {
+    constexpr int w = sizeof(V) / sizeof(double);
+    const V ulpOne = V{} + 4503599627370496.0;
+    auto off = [&](const V& a) {
+        const V c = a < ulpOne ? a : ulpOne;
+        return Abs(((c + ulpOne) - ulpOne) - c);
+    };
+    constexpr int chains = 4;  // independent accumulators: the adds do not wait on one another
+    V most[chains] = {}, ones[chains] = {}, halves[chains] = {}, bad[chains] = {};
+    int k = 0;
+    for (; k + chains * w <= n; k += chains * w)
+#pragma GCC unroll 4
+        for (int m = 0; m < chains; ++m) {
+            const V a = Abs(Load<V>(x + k + m * w));
+            ones[m] += off(a);
+            halves[m] += off(a + a);
+            bad[m] += a - a;
+            most[m] = a > most[m] ? a : most[m];
+        }
+    double top = 0.0, offOnes = 0.0, offHalves = 0.0, offBad = 0.0;
+    for (int m = 0; m < chains; ++m)
+        for (int j = 0; j < w; ++j) {
+            top = most[m][j] > top ? most[m][j] : top;
+            offOnes += ones[m][j];
+            offHalves += halves[m][j];
+            offBad += bad[m][j];
+        }
+    for (; k < n; ++k) {
+        const double a = std::fabs(x[k]);
+        offOnes += off(V{} + a)[0];
+        offHalves += off(V{} + (a + a))[0];
+        offBad += a - a;
+        top = a > top ? a : top;
+    }
+    e.whole = offOnes == 0.0 && offBad == 0.0;
+    e.halves = offHalves == 0.0 && offBad == 0.0;
+    e.most = top;
+}
+
 struct Table {
     void (*windowSums)(const double*, int, int, double*);
     void (*newestFirst)(const double*, int, int, double*);
     void (*squares)(const double*, const double*, int, int, double*);
     void (*spreads)(const double*, const double*, int, int, double*);
     void (*divide)(double*, int, double);
+    void (*exact)(const double*, int, Exactness&);
     const char* name;
 };
 
@@ -130,8 +179,9 @@ struct Table {
         Sums<V>(count, p, out, Spreads{x, p}, c);                                                               \
     }                                                                                                           \
     ATTR void NAME##Divide(double* v, int n, double d) { Quotients<V>(v, n, d); }                              \
+    ATTR void NAME##Exact(const double* x, int n, Exactness& e) { Exact<V>(x, n, e); }                         \
     constexpr Table NAME##Table{NAME##WindowSums, NAME##NewestFirst, NAME##Squares, NAME##Spreads,             \
-                                NAME##Divide, #NAME};
+                                NAME##Divide, NAME##Exact, #NAME};
 
 FENXI_LANES_ROUTE(__attribute__((flatten)), baseline, V2)
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
@@ -172,6 +222,11 @@ void AbsoluteDeviations(const double* x, const double* centre, int count, int p,
     Use().spreads(x, centre, count, p, out);
 }
 void Divide(double* v, int n, double d) { Use().divide(v, n, d); }
+Exactness Exact(const double* x, int n) {
+    Exactness e;
+    Use().exact(x, n, e);
+    return e;
+}
 const char* Route() { return Use().name; }
 void ForceBaseline(bool on) { forceBaseline.store(on, std::memory_order_relaxed); }
 

@@ -25,6 +25,22 @@ void AbsoluteDeviations(const double* x, const double* centre, int count, int p,
 // v[k] = v[k] / d for k in [0, n): correctly rounded in every lane width.
 void Divide(double* v, int n, double d);
 
+// Whether x[0 .. n-1] are all integers (whole) or all halves of integers
+// (halves) below 2^53 in magnitude, counting 2|x| for halves, and the largest
+// |x|. Comparisons and max are exact, so every route agrees.
+struct Exactness {
+    bool whole = true, halves = true;
+    double most = 0.0;
+};
+Exactness Exact(const double* x, int n);
+// a >= 0 is an integer below 2^53 (false for NaN and inf). Below 2^52,
+// a + 2^52 rounds to an integer and the subtraction is exact, so a comes
+// back only when it was one; from 2^52 on every double is an integer.
+inline bool WholeBelow53(double a) {
+    constexpr double limit = 9007199254740992.0, ulpOne = 4503599627370496.0;
+    return (a < limit) & ((a >= ulpOne) | ((a + ulpOne) - ulpOne == a));
+}
+
 // The route in use: "avx2" or "baseline".
 const char* Route();
 // Forces the baseline route (true) or restores the detected one (false), so

@@ -30,30 +30,28 @@ inline void ColumnAveragePlain(FENXIDATA* rows, int n, int src, int dst, int p) 
 // window stays below 2^53, or 0 when there is none.
 class ExactnessCheck {
 public:
+    ExactnessCheck() = default;
+    explicit ExactnessCheck(const lanes::Exactness& e) : whole_(e.whole), halves_(e.halves), most_(e.most) {}
     void Add(double v) {
-        for (int k = 0; k < 2; ++k) {
-            const double scaled = v * (k + 1);
-            exact_[k] = exact_[k] && scaled == std::trunc(scaled) && std::fabs(scaled) < kLimit;  // false for NaN, inf
-            most_[k] = std::max(most_[k], std::fabs(scaled));
-        }
+        const double a = std::fabs(v);
+        whole_ = whole_ & lanes::WholeBelow53(a);
+        halves_ = halves_ & lanes::WholeBelow53(a + a);
+        most_ = a > most_ ? a : most_;  // NaN never enters; it clears both flags
     }
     int Scale(int period) const {
-        for (int k = 0; k < 2; ++k)
-            if (exact_[k] && most_[k] * std::max(period, 1) < kLimit) return k + 1;
+        const double w = std::max(period, 1);
+        if (whole_ && most_ * w < kLimit) return 1;
+        if (halves_ && (most_ + most_) * w < kLimit) return 2;
         return 0;
     }
 
 private:
     static constexpr double kLimit = 9007199254740992.0;  // 2^53
-    bool exact_[2] = {true, true};
-    double most_[2] = {0.0, 0.0};
+    bool whole_ = true, halves_ = true;
+    double most_ = 0.0;  // largest |v|
 };
 
-inline int ExactScale(const double* x, int n, int period) {
-    ExactnessCheck check;
-    for (int i = 0; i < n; ++i) check.Add(x[i]);
-    return check.Scale(period);
-}
+inline int ExactScale(const double* x, int n, int period) { return ExactnessCheck(lanes::Exact(x, n)).Scale(period); }
 
 // Windows from which the running sum pays for its set-up (measured on the
 // daily sample; every route gives the same values).

@@ -12,6 +12,7 @@
 
 #include "bars.h"
 #include "core/pool.h"
+#include "core/window.h"
 #include "core/series.h"
 
 using namespace fenxi;
@@ -111,6 +112,43 @@ TEST(Lanes, DivisionIsCorrectlyRoundedOnEveryRoute) {
             lanes::Divide(w.data(), static_cast<int>(w.size()), d);
             for (std::size_t k = 0; k < v.size(); ++k) ASSERT_TRUE(SameBits(w[k], v[k] / d)) << d << " " << k;
         }
+    }
+    lanes::ForceBaseline(false);
+}
+
+// The running sum's scale from the lanes' exactness test against the plain
+// per-value definition: integers (or halves) of magnitude times the window
+// below 2^53. One odd value in a column of integers or of halves, at a
+// position in a full vector block or in the tail.
+TEST(Lanes, ExactnessAgreesWithThePlainDefinition) {
+    auto plain = [](const std::vector<double>& x, int period) {
+        for (int scale : {1, 2}) {
+            bool ok = true;
+            double most = 0.0;
+            for (double v : x) {
+                const double s = v * scale;
+                ok = ok && s == std::trunc(s) && std::fabs(s) < 9007199254740992.0;
+                most = std::max(most, std::fabs(s));
+            }
+            if (ok && most * std::max(period, 1) < 9007199254740992.0) return scale;
+        }
+        return 0;
+    };
+    const double odd[] = {0.5, 0.25, -3.5, 1e-300, std::numeric_limits<double>::denorm_min(), -0.0, 4503599627370496.0 - 0.5,
+                          4503599627370497.0, 9007199254740991.0, 9007199254740992.0, 1e300, std::nan(""),
+                          std::numeric_limits<double>::infinity(), 1073741824.0};
+    for (bool baseline : {false, true}) {
+        lanes::ForceBaseline(baseline);
+        for (double step : {1.0, 0.5})
+            for (double v : odd)
+                for (int at : {0, 5, 16, 18}) {
+                    std::vector<double> x;
+                    for (int i = 0; i < 19; ++i) x.push_back((i * 37 % 11 - 5) * step);
+                    x[at] = v;
+                    for (int period : {1, 2, 65, 1 << 20})
+                        ASSERT_EQ(ExactScale(x.data(), 19, period), plain(x, period))
+                            << lanes::Route() << " step " << step << " value " << v << " at " << at << " period " << period;
+                }
     }
     lanes::ForceBaseline(false);
 }
