@@ -153,6 +153,22 @@ inline void Exact(const double* x, int n, Exactness& e) {
     e.most = top;
 }
 
+template <class V>
+inline void BiasLanes(const double* total, const double* close, int n, double period, double* out) {
+    constexpr int w = sizeof(V) / sizeof(double);
+    const V p = V{} + period;
+    int k = 0;
+    for (; k + w <= n; k += w) {
+        const V avg = Load<V>(total + k) / p;
+        const V b = (Load<V>(close + k) - avg) / avg * 100.0 * 100.0;
+        __builtin_memcpy(out + k, &b, sizeof b);
+    }
+    for (; k < n; ++k) {
+        const double avg = total[k] / period;
+        out[k] = (close[k] - avg) / avg * 100.0 * 100.0;
+    }
+}
+
 struct Table {
     void (*windowSums)(const double*, int, int, double*);
     void (*newestFirst)(const double*, int, int, double*);
@@ -160,6 +176,7 @@ struct Table {
     void (*spreads)(const double*, const double*, int, int, double*);
     void (*divide)(double*, int, double);
     void (*exact)(const double*, int, Exactness&);
+    void (*bias)(const double*, const double*, int, double, double*);
     const char* name;
 };
 
@@ -180,8 +197,11 @@ struct Table {
     }                                                                                                           \
     ATTR void NAME##Divide(double* v, int n, double d) { Quotients<V>(v, n, d); }                              \
     ATTR void NAME##Exact(const double* x, int n, Exactness& e) { Exact<V>(x, n, e); }                         \
+    ATTR void NAME##Bias(const double* t, const double* c, int n, double p, double* out) {                     \
+        BiasLanes<V>(t, c, n, p, out);                                                                          \
+    }                                                                                                           \
     constexpr Table NAME##Table{NAME##WindowSums, NAME##NewestFirst, NAME##Squares, NAME##Spreads,             \
-                                NAME##Divide, NAME##Exact, #NAME};
+                                NAME##Divide, NAME##Exact, NAME##Bias, #NAME};
 
 FENXI_LANES_ROUTE(__attribute__((flatten)), baseline, V2)
 #if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__))
@@ -222,6 +242,9 @@ void AbsoluteDeviations(const double* x, const double* centre, int count, int p,
     Use().spreads(x, centre, count, p, out);
 }
 void Divide(double* v, int n, double d) { Use().divide(v, n, d); }
+void Bias(const double* total, const double* close, int n, double period, double* out) {
+    Use().bias(total, close, n, period, out);
+}
 Exactness Exact(const double* x, int n) {
     Exactness e;
     Use().exact(x, n, e);

@@ -25,6 +25,10 @@ void AbsoluteDeviations(const double* x, const double* centre, int count, int p,
 // v[k] = v[k] / d for k in [0, n): correctly rounded in every lane width.
 void Divide(double* v, int n, double d);
 
+// out[k] = (close[k] - a) / a * 100 * 100 with a = total[k] / period: BIAS
+// x 100 from each window's sum.
+void Bias(const double* total, const double* close, int n, double period, double* out);
+
 // Whether x[0 .. n-1] are all integers (whole) or all halves of integers
 // (halves) below 2^53 in magnitude, counting 2|x| for halves, and the largest
 // |x|. Comparisons and max are exact, so every route agrees.

@@ -14,11 +14,13 @@ namespace fenxi {
 // Cumulative directional volume / 100: put(i, value). Bar 0 gives 0.0;
 // each later bar adds (close up), subtracts (close down) or keeps (level)
 // its volume; the division by 100 comes after the accumulation.
-inline double DirectionalTotal(double total, const UNIKDATA& bar, const UNIKDATA& previous) {
-    const double vol = static_cast<double>(bar.Volume);
-    if (bar.Close > previous.Close) return total + vol;
-    if (bar.Close < previous.Close) return total - vol;
+inline double DirectionalTotal(double total, std::int32_t close, std::int32_t previous, double volume) {
+    if (close > previous) return total + volume;
+    if (close < previous) return total - volume;
     return total;
+}
+inline double DirectionalTotal(double total, const UNIKDATA& bar, const UNIKDATA& previous) {
+    return DirectionalTotal(total, bar.Close, previous.Close, static_cast<double>(bar.Volume));
 }
 
 template <class Put>
@@ -28,6 +30,18 @@ void DirectionalVolume(const UNIKDATA* bars, int n, Put put) {
     double total = 0.0;
     for (int i = 1; i < n; ++i) {
         total = DirectionalTotal(total, bars[i], bars[i - 1]);
+        put(i, total / 100.0);
+    }
+}
+
+// The same from contiguous closes and volumes.
+template <class Put>
+void DirectionalVolume(const std::int32_t* close, const double* volume, int n, Put put) {
+    if (n < 1) return;
+    put(0, 0.0);
+    double total = 0.0;
+    for (int i = 1; i < n; ++i) {
+        total = DirectionalTotal(total, close[i], close[i - 1], volume[i]);
         put(i, total / 100.0);
     }
 }
@@ -47,19 +61,35 @@ inline void ColumnDirectionalVolume(FENXIDATA* rows, int n, const UNIKDATA* bars
 // BIAS x 100 of every bar for period > 0: put(i, value). The closes of
 // each window are summed exactly by a running int64 sum, which equals the
 // left-to-right double sum of `bias` while the window's magnitude stays
-// below 2^53 (|close| < 2^31, period < 2^22).
+// below 2^53 (|close| < 2^31, period < 2^22). `closes`, when given, holds
+// the bars' closes.
 template <class Put>
-void BiasValues(const UNIKDATA* bars, int unit, int count, int period, Put put) {
+void BiasValues(const UNIKDATA* bars, int unit, int count, int period, Put put, const std::int32_t* closes = nullptr) {
     if (period >= (1 << 22)) {
         for (int i = 0; i < count; ++i) put(i, bias(bars, unit, count, i, period) * 100.0);
         return;
     }
+    Scratch<std::int32_t> gathered(closes == nullptr ? static_cast<std::size_t>(count) : 0);
+    if (closes == nullptr) {
+        for (int i = 0; i < count; ++i) gathered[i] = bars[i].Close;
+        closes = gathered.data();
+    }
+    // Blocks small enough to stay in the first-level cache: the sums and
+    // closes, then the two divisions per bar in vector lanes.
+    constexpr int kBlock = 256;
+    double totals[kBlock], close[kBlock], values[kBlock];
     std::int64_t total = 0;
-    for (int i = 0; i < count; ++i) {
-        total += bars[i].Close;
-        if (i >= period) total -= bars[i - period].Close;
-        const double avg = static_cast<double>(total) / period;
-        put(i, (bars[i].Close - avg) / avg * 100.0 * 100.0);
+    for (int from = 0; from < count; from += kBlock) {
+        const int m = std::min(kBlock, count - from);
+        for (int k = 0; k < m; ++k) {
+            const int i = from + k;
+            total += closes[i];
+            if (i >= period) total -= closes[i - period];
+            totals[k] = static_cast<double>(total);
+            close[k] = closes[i];
+        }
+        lanes::Bias(totals, close, m, period, values);
+        for (int k = 0; k < m; ++k) put(from + k, values[k]);
     }
 }
 

@@ -2,6 +2,7 @@
 // points over the bars.
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <span>
 
 #include "core/engine_state.h"
@@ -64,6 +65,8 @@ bool CAnalysisTechniques::MountAdvSys(std::vector<_SIG_TABLE>& signals, int, boo
     system->Third = i3;
 
     const std::int32_t reference[6] = {i2, i3, i4, i5, i6, i7};
+    std::optional<BarFields> fields;
+    if (bars != nullptr && count > 0) fields.emplace(bars, count);
     for (const Mount& m : longTerm ? std::span<const Mount>(kLongTermLines) : std::span<const Mount>(kShortTermLines)) {
         LineDefinition definition{};
         std::strncpy(definition.Name, m.name, sizeof definition.Name - 1);
@@ -71,7 +74,7 @@ bool CAnalysisTechniques::MountAdvSys(std::vector<_SIG_TABLE>& signals, int, boo
         std::copy(std::begin(m.params), std::end(m.params), definition.Params);
         system->Definitions.push_back(definition);
         AddLineSet(system->LineSets, definition.Name, definition.Code, system->Code, market, definition.Params,
-                   reference, i9, count, bars, unit, m.kept);
+                   reference, i9, count, bars, unit, m.kept, fields ? &*fields : nullptr);
     }
     if (bars == nullptr || count < 1) return false;
     if (shortSystem)

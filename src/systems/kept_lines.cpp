@@ -1,6 +1,8 @@
 // The lines the signal systems mount, computed into the few columns the
 // systems read instead of full rows: the same arithmetic as the generators,
 // a few megabytes instead of a fresh 424-byte row per bar and line.
+#include <optional>
+
 #include "core/window.h"
 #include "indicators/columns.h"
 #include "systems/signal_records.h"
@@ -29,10 +31,24 @@ PooledColumn& Column(LineSet& set, int k, int count) {
 
 }  // namespace
 
+BarFields::BarFields(const UNIKDATA* bars, int count)
+    : high(static_cast<std::size_t>(count)), low(static_cast<std::size_t>(count)), close(static_cast<std::size_t>(count)),
+      volume(static_cast<std::size_t>(count)) {
+    for (int i = 0; i < count; ++i) {
+        high[i] = bars[i].High;
+        low[i] = bars[i].Low;
+        close[i] = bars[i].Close;
+        volume[i] = static_cast<double>(bars[i].Volume);
+    }
+}
+
 bool EvaluateKept(const UNIKDATA* bars, int count, int unit, int code, const std::int32_t* params, std::uint32_t kept,
-                  LineSet& set) {
+                  LineSet& set, const BarFields* fields) {
     const std::uint32_t keepable = Keepable(code);
     if (bars == nullptr || count < 1 || keepable == kAllColumns || (kept & ~keepable) != 0) return false;
+    std::optional<BarFields> own;
+    if (fields == nullptr) fields = &own.emplace(bars, count);
+    const BarFields& b = *fields;
     const int p = params[0];
     const double f = PriceFactor(unit);
     switch (code) {
@@ -41,7 +57,8 @@ bool EvaluateKept(const UNIKDATA* bars, int count, int unit, int code, const std
             PooledColumn prices(static_cast<std::size_t>(count));
             for (int k : {5, 6}) {
                 if (!Wants(kept, k)) continue;
-                for (int i = 0; i < count; ++i) prices[i] = (k == 5 ? bars[i].High : bars[i].Low) * f;
+                const std::int32_t* raw = (k == 5 ? b.high : b.low).data();
+                for (int i = 0; i < count; ++i) prices[i] = raw[i] * f;
                 AverageInto(prices.data(), count, p, Column(set, k, count).data());
             }
             break;
@@ -49,7 +66,7 @@ bool EvaluateKept(const UNIKDATA* bars, int count, int unit, int code, const std
         case 0: {  // MA1: converted close and its average
             if (p < 1) return false;
             PooledColumn close(static_cast<std::size_t>(count));
-            for (int i = 0; i < count; ++i) close[i] = bars[i].Close * f;
+            for (int i = 0; i < count; ++i) close[i] = b.close[i] * f;
             if (Wants(kept, 1)) AverageInto(close.data(), count, p, Column(set, 1, count).data());
             if (Wants(kept, 0)) set.Kept[0] = std::move(close);
             break;
@@ -59,7 +76,7 @@ bool EvaluateKept(const UNIKDATA* bars, int count, int unit, int code, const std
         case 119: {  // OBV and its average from one bar after the first full window
             if (p < 1) return false;
             PooledColumn obv(static_cast<std::size_t>(count));
-            DirectionalVolume(bars, count, [&](int i, double v) { obv[i] = v; });
+            DirectionalVolume(b.close.data(), b.volume.data(), count, [&](int i, double v) { obv[i] = v; });
             if (Wants(kept, 1)) TrailingAverage(obv.data(), count, p, Column(set, 1, count).data());
             if (Wants(kept, 0)) set.Kept[0] = std::move(obv);
             break;
@@ -70,7 +87,7 @@ bool EvaluateKept(const UNIKDATA* bars, int count, int unit, int code, const std
             for (int k = 0; k < 3; ++k)
                 if (Wants(kept, k)) {
                     double* out = Column(set, k, count).data();
-                    BiasValues(bars, unit, count, params[k], [&](int i, double v) { out[i] = v; });
+                    BiasValues(bars, unit, count, params[k], [&](int i, double v) { out[i] = v; }, b.close.data());
                 }
             break;
     }

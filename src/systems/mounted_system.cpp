@@ -32,7 +32,7 @@ LineSet* FindLineSet(const std::vector<LineSet*>& list, const char* name) {
 
 bool AddLineSet(std::vector<LineSet*>& list, const char* name, int code, const char* security, int market,
                 const std::int32_t* params, const std::int32_t* reference, int ninth, int count, UNIKDATA* bars,
-                int unit, std::uint32_t kept) {
+                int unit, std::uint32_t kept, const BarFields* fields) {
     if (FindLineSet(list, name) != nullptr) return false;
     auto* set = new LineSet;
     CopyName(set->Name, sizeof set->Name, name);
@@ -42,7 +42,7 @@ bool AddLineSet(std::vector<LineSet*>& list, const char* name, int code, const c
     std::memcpy(set->Params, params, sizeof set->Params);
     std::memcpy(set->Reference, reference, sizeof set->Reference);
     set->Ninth = ninth;
-    if (bars != nullptr && (kept == kAllColumns || !EvaluateKept(bars, count, unit, code, set->Params, kept, *set))) {
+    if (bars != nullptr && (kept == kAllColumns || !EvaluateKept(bars, count, unit, code, set->Params, kept, *set, fields))) {
         int rows = 0;
         EvaluateLine(bars, count, unit, code, set->Params, set->Security, market, set->Engine, set->Rows, rows);
         set->RowCount = rows;

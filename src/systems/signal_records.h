@@ -69,21 +69,31 @@ struct MountedSystem {
     ~MountedSystem();
 };
 
+// The bar fields the kept lines read, copied out of the 48-byte records in
+// one pass: each line then passes over contiguous columns, and a mount of
+// several lines reads the records once.
+struct BarFields {
+    BarFields(const UNIKDATA* bars, int count);
+    Scratch<std::int32_t> high, low, close;
+    Scratch<double> volume;  // converted as unsigned
+};
+
 // Adds a line set named `name` unless one of that name exists (then false).
 // With bars it is evaluated at once: through the dispatcher into full rows,
 // or, when `kept` names columns and the code is one EvaluateKept knows, into
 // those columns alone.
 bool AddLineSet(std::vector<LineSet*>& list, const char* name, int code, const char* security, int market,
                 const std::int32_t* params, const std::int32_t* reference, int ninth, int count, UNIKDATA* bars,
-                int unit, std::uint32_t kept = kAllColumns);
+                int unit, std::uint32_t kept = kAllColumns, const BarFields* fields = nullptr);
 
 // Computes the columns in mask `kept` (bit k: FenXi[k]) of the line with
 // indicator `code` into set.Kept, with the generator's arithmetic bit for
 // bit and no rows. Knows the MA channel (134: columns 5, 6), MA1 (0: 0, 1),
 // VOL (101: none) and OBV (119: 0, 1) and BIAS (106: 0, 1, 2) with positive
-// periods; false (nothing computed) for anything else.
+// periods; false (nothing computed) for anything else. `fields`, when
+// given, holds the fields of the same bars.
 bool EvaluateKept(const UNIKDATA* bars, int count, int unit, int code, const std::int32_t* params, std::uint32_t kept,
-                  LineSet& set);
+                  LineSet& set, const BarFields* fields = nullptr);
 // The first line set named `name`, or null.
 LineSet* FindLineSet(const std::vector<LineSet*>& list, const char* name);
 
