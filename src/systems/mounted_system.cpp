@@ -22,6 +22,21 @@ void CopyName(char* to, std::size_t size, const char* from) {
     to[k] = '\0';
 }
 
+// A set of the list with the same code and parameters that keeps at least
+// the columns in `kept` for `count` bars, or null.
+const LineSet* SameKept(const std::vector<LineSet*>& list, int code, const std::int32_t* params,
+                        std::uint32_t kept, int count) {
+    for (const LineSet* set : list) {
+        if (set->Code != code || set->Rows != nullptr || set->KeptCount != count ||
+            std::memcmp(set->Params, params, sizeof set->Params) != 0)
+            continue;
+        bool covers = true;
+        for (int k = 0; k < kKeptColumns; ++k) covers = covers && ((kept >> k & 1u) == 0 || !set->Kept[k].empty());
+        if (covers) return set;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 LineSet* FindLineSet(const std::vector<LineSet*>& list, const char* name) {
@@ -42,7 +57,17 @@ bool AddLineSet(std::vector<LineSet*>& list, const char* name, int code, const c
     std::memcpy(set->Params, params, sizeof set->Params);
     std::memcpy(set->Reference, reference, sizeof set->Reference);
     set->Ninth = ninth;
-    if (bars != nullptr && (kept == kAllColumns || !EvaluateKept(bars, count, unit, code, set->Params, kept, *set, fields))) {
+    // Sets computed from the same fields are over the same bars: a line two
+    // of them ask for is computed once and copied.
+    const LineSet* same = fields != nullptr && kept != kAllColumns && count > 0
+                              ? SameKept(list, code, set->Params, kept, count)
+                              : nullptr;
+    if (same != nullptr) {
+        for (int k = 0; k < kKeptColumns; ++k)
+            if (kept >> k & 1u) set->Kept[k] = same->Kept[k];
+        set->KeptCount = count;
+    } else if (bars != nullptr &&
+               (kept == kAllColumns || !EvaluateKept(bars, count, unit, code, set->Params, kept, *set, fields))) {
         int rows = 0;
         EvaluateLine(bars, count, unit, code, set->Params, set->Security, market, set->Engine, set->Rows, rows);
         set->RowCount = rows;

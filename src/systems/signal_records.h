@@ -81,7 +81,10 @@ struct BarFields {
 // Adds a line set named `name` unless one of that name exists (then false).
 // With bars it is evaluated at once: through the dispatcher into full rows,
 // or, when `kept` names columns and the code is one EvaluateKept knows, into
-// those columns alone.
+// those columns alone. `fields`, when given, holds the fields of these bars,
+// and every set of the list that keeps columns was computed from them: a
+// set with the same code and parameters that keeps the columns asked for
+// is copied instead of computed again.
 bool AddLineSet(std::vector<LineSet*>& list, const char* name, int code, const char* security, int market,
                 const std::int32_t* params, const std::int32_t* reference, int ninth, int count, UNIKDATA* bars,
                 int unit, std::uint32_t kept = kAllColumns, const BarFields* fields = nullptr);

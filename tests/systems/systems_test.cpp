@@ -169,6 +169,25 @@ TEST(SignalRecords, KeptColumnsEqualTheGeneratorRows) {
                     }
                 }
             }
+    // A line asked for again over the same fields is shared only when code,
+    // parameters and columns match; each set equals its own evaluation.
+    const fenxi::BarFields fields(bars.data(), 700);
+    std::vector<fenxi::LineSet*> list;
+    const std::int32_t reference[6] = {};
+    const Case mounts[] = {{134, {10}, 1u << 6}, {134, {10}, 3u << 5}, {134, {20}, 1u << 6}, {134, {10}, 1u << 5},
+                           {0, {10}, 3u}};
+    for (const Case& c : mounts) {
+        const std::string name = "SET" + std::to_string(list.size());
+        ASSERT_TRUE(fenxi::AddLineSet(list, name.c_str(), c.code, "002032", 0, c.params, reference, 0, 700,
+                                      bars.data(), 100, c.kept, &fields));
+        fenxi::LineSet alone;
+        ASSERT_TRUE(fenxi::EvaluateKept(bars.data(), 700, 100, c.code, c.params, c.kept, alone));
+        for (int k = 0; k < fenxi::kKeptColumns; ++k) {
+            if (c.kept >> k & 1u) EXPECT_TRUE(list.back()->Kept[k] == alone.Kept[k]) << name << " column " << k;
+        }
+    }
+    for (auto* s : list) delete s;
+
     // Codes, columns and periods it does not know are left to the rows.
     fenxi::LineSet set;
     const std::int32_t zero[10] = {0}, ten[10] = {10};
