@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t kHeader = 64;
 
 struct Pool {
-    std::vector<void*> blocks;  // headers of free blocks
+    std::vector<void*> blocks;  // headers of free blocks, oldest release first
     std::size_t bytes = 0;
     Pool() { blocks.reserve(kPoolBlocks); }
     ~Pool();
@@ -79,14 +79,18 @@ void PoolRelease(void* block) noexcept {
     if (block == nullptr) return;
     void* header = static_cast<char*>(block) - kHeader;
     const std::size_t c = Capacity(header);
-    Pool* pool = c >= kPoolFrom ? ThisThread() : nullptr;
-    if (pool != nullptr && pool->blocks.size() < kPoolBlocks && pool->bytes + c <= kPoolBytes) {
-        try {
-            pool->blocks.push_back(header);
-            pool->bytes += c;
-            return;
-        } catch (...) {  // no room to remember it: free it instead
-        }
+    Pool* pool = c >= kPoolFrom && c <= kPoolBytes ? ThisThread() : nullptr;
+    if (pool != nullptr) {
+        // The blocks released longest ago make room: a thread that moves to
+        // longer series keeps the blocks it now uses, not those of before.
+        std::size_t evict = 0, bytes = pool->bytes;
+        while (pool->blocks.size() - evict >= kPoolBlocks || bytes + c > kPoolBytes)
+            bytes -= Capacity(pool->blocks[evict++]);
+        for (std::size_t k = 0; k < evict; ++k) Free(pool->blocks[k]);
+        pool->blocks.erase(pool->blocks.begin(), pool->blocks.begin() + static_cast<std::ptrdiff_t>(evict));
+        pool->blocks.push_back(header);  // within the reserved capacity: no allocation
+        pool->bytes = bytes + c;
+        return;
     }
     Free(header);
 }

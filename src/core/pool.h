@@ -15,8 +15,9 @@
 
 namespace fenxi {
 
-// At most this many blocks and bytes stay pooled per thread; smaller
-// requests go straight to the system allocator.
+// At most this many blocks and bytes stay pooled per thread, the blocks
+// released longest ago leaving first; smaller requests go straight to the
+// system allocator.
 constexpr std::size_t kPoolBlocks = 24;
 constexpr std::size_t kPoolBytes = std::size_t{48} << 20;
 constexpr std::size_t kPoolFrom = std::size_t{64} << 10;

@@ -170,4 +170,13 @@ TEST(Pool, ReleasedBlocksServeTheNextRequestWithinTheBound) {
         for (std::size_t k = 0; k < 2 * kPoolBlocks; ++k) many.emplace_back(200000);
     }
     EXPECT_LE(PooledBytes(), kPoolBytes);
+    // A full pool makes room for the newest release: the older blocks leave.
+    const std::size_t large = kPoolBytes / sizeof(double) / 2;
+    { PooledColumn a(large); }
+    const std::size_t held = PooledBytes();
+    EXPECT_LE(held, kPoolBytes);
+    {
+        PooledColumn b(large);  // served by the block just released
+        EXPECT_LE(PooledBytes() + large * sizeof(double), held);
+    }
 }
