@@ -23,27 +23,26 @@ inline double DirectionalTotal(double total, const UNIKDATA& bar, const UNIKDATA
     return DirectionalTotal(total, bar.Close, previous.Close, static_cast<double>(bar.Volume));
 }
 
-template <class Put>
-void DirectionalVolume(const UNIKDATA* bars, int n, Put put) {
+// close(i) and volume(i) give bar i's close and its volume as a double.
+template <class Close, class Volume, class Put>
+void DirectionalVolumeOf(int n, Close close, Volume volume, Put put) {
     if (n < 1) return;
     put(0, 0.0);
     double total = 0.0;
     for (int i = 1; i < n; ++i) {
-        total = DirectionalTotal(total, bars[i], bars[i - 1]);
+        total = DirectionalTotal(total, close(i), close(i - 1), volume(i));
         put(i, total / 100.0);
     }
 }
-
+template <class Put>
+void DirectionalVolume(const UNIKDATA* bars, int n, Put put) {
+    DirectionalVolumeOf(
+        n, [&](int i) { return bars[i].Close; }, [&](int i) { return static_cast<double>(bars[i].Volume); }, put);
+}
 // The same from contiguous closes and volumes.
 template <class Put>
 void DirectionalVolume(const std::int32_t* close, const double* volume, int n, Put put) {
-    if (n < 1) return;
-    put(0, 0.0);
-    double total = 0.0;
-    for (int i = 1; i < n; ++i) {
-        total = DirectionalTotal(total, close[i], close[i - 1], volume[i]);
-        put(i, total / 100.0);
-    }
+    DirectionalVolumeOf(n, [&](int i) { return close[i]; }, [&](int i) { return volume[i]; }, put);
 }
 
 // The same value for a stream's row i, the undivided total carried in
