@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "core/registry.h"
+#include "core/window.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -48,7 +49,7 @@ void Boll(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
     if (windows > 0) {
         // The sums of every full window in vector lanes.
         Scratch<double> close(static_cast<std::size_t>(n));
-        for (int i = 0; i < n; ++i) close[i] = b[i].Close * f;
+        ConvertedField(b, n, &UNIKDATA::Close, f, close.data());
         lanes::WindowSumsNewestFirst(close.data(), windows, period, mean.data());
         lanes::Divide(mean.data(), windows, period);
         lanes::SquaredDeviations(close.data(), mean.data(), windows, period, deviation.data());

@@ -573,7 +573,7 @@ void Chg(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 void Mae(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     const double f = PriceFactor(unit);
     Scratch<double> close(static_cast<std::size_t>(n)), mid(static_cast<std::size_t>(n));
-    for (int i = 0; i < n; ++i) close[i] = C(b, f, i);
+    ConvertedField(b, n, &UNIKDATA::Close, f, close.data());
     AverageInto(close.data(), n, p[0], mid.data());
     for (int i = 0; i < n; ++i) {
         o.Ahead(0, i);
@@ -590,7 +590,7 @@ void Dma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     const double f = PriceFactor(unit);
     const std::size_t size = static_cast<std::size_t>(n);
     Scratch<double> close(size), fast(size), slow(size);
-    for (int i = 0; i < n; ++i) close[i] = C(b, f, i);
+    ConvertedField(b, n, &UNIKDATA::Close, f, close.data());
     AverageInto(close.data(), n, p[0], fast.data());
     AverageInto(close.data(), n, p[1], slow.data());
     for (int i = 0; i < n; ++i) fast[i] = fast[i] - slow[i];  // DDD
@@ -684,7 +684,7 @@ void Tsf(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     const int N = p[0];
     const std::size_t size = static_cast<std::size_t>(n);
     Scratch<double> close(size), tsf(size);
-    for (int i = 0; i < n; ++i) close[i] = C(b, f, i);
+    ConvertedField(b, n, &UNIKDATA::Close, f, close.data());
     for (int i = 0; i < n; ++i)
         tsf[i] = std::int64_t{i} < std::int64_t{N} - 1 ? 0.0 : TsfForecast(N, [&](int k) { return close[i - N + k]; });
     WithMean(o, n, tsf.data(), p[1], {{10, close.data()}});

@@ -27,11 +27,9 @@ void PsyRow(const UNIKDATA* bars, int count, int i, int period, FENXIDATA& row) 
     row.FenXi[5] = share(CountThreeStatus(bars, count, i, period, 0));
 }
 
-// (close(i) - close(i-period)) * 10000 / close(i-period), raw closes.
-double Roc(const UNIKDATA* bars, int i, int period) {
-    const std::int32_t base = bars[i - period].Close;
-    return Int32Term(std::int64_t{bars[i].Close} - base) * 10000.0 / base;
-}
+// (close - base) * 10000 / base of raw closes, base the close N bars back.
+double Roc(std::int32_t close, std::int32_t base) { return Int32Term(std::int64_t{close} - base) * 10000.0 / base; }
+double Roc(const UNIKDATA* bars, int i, int period) { return Roc(bars[i].Close, bars[i - period].Close); }
 
 double TypicalPrice(const UNIKDATA& bar, double f) {
     return Int32Term(std::int64_t{bar.High} + bar.Low + bar.Close) * f / 3.0;
@@ -56,9 +54,10 @@ namespace {
 void RocKernel(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) {
     const int period = p[0];
     for (int i = 0; i < std::min(period, n); ++i) o(1, i) = 0;
+    const IntColumn close = FieldColumn(b, n, &UNIKDATA::Close);
     for (int i = period; i < n; ++i) {
         o.Ahead(1, i);
-        o(1, i) = Roc(b, i, period);
+        o(1, i) = Roc(close[i], close[i - period]);
     }
 }
 
@@ -69,11 +68,10 @@ void Mtm(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     if (period >= n) return;
     const double f = PriceFactor(unit);
     const int count = n - period;
-    Scratch<double> mtm(static_cast<std::size_t>(count)), mean(static_cast<std::size_t>(count));
-    for (int j = 0; j < count; ++j) {
-        const int i = period + j;
-        mtm[j] = b[i].Close * f - b[i - period].Close * f;
-    }
+    Scratch<double> close(static_cast<std::size_t>(n)), mtm(static_cast<std::size_t>(count)),
+        mean(static_cast<std::size_t>(count));
+    ConvertedField(b, n, &UNIKDATA::Close, f, close.data());
+    for (int j = 0; j < count; ++j) mtm[j] = close[period + j] - close[j];
     AverageInto(mtm.data(), count, average, mean.data());
     for (int j = 0; j < count; ++j) {
         const int i = period + j;
@@ -137,7 +135,10 @@ void Osc(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     if (period >= n) return;
     const int count = n - period;
     Scratch<double> osc(static_cast<std::size_t>(count)), mean(static_cast<std::size_t>(count));
-    for (int j = 0; j < count; ++j) osc[j] = fenxi::osc(b, unit, n, period + j, period) * 100.0;
+    // osc(): C x f x 100 / (C N bars back x f), from the converted closes.
+    Scratch<double> close(static_cast<std::size_t>(n));
+    ConvertedField(b, n, &UNIKDATA::Close, PriceFactor(unit), close.data());
+    for (int j = 0; j < count; ++j) osc[j] = close[period + j] * 100.0 / close[j] * 100.0;
     if (average >= 1) AverageInto(osc.data(), count, average, mean.data());
     for (int j = 0; j < count; ++j) {
         o.Ahead(0, period + j);
