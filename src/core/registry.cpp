@@ -105,10 +105,10 @@ std::vector<OperationSpec> Build() {
          {{"SMA1", 1, kPrice}, {"SMA2", 2, kPrice}, {"SMA3", 3, kPrice}, {"SMA4", 4, kPrice}, {"SMA5", 5, kPrice}},
          "SMAk = ((Nk-1)*SMAk' + C) / Nk, seeded with the first close",
          GEN(e.GenerateSMA(b, u, r, n, p[0], p[1], p[2], p[3], p[4], q, m)),
-         UPD(e.UpdateSMA(b, u, r, n, p[0], p[1], p[2], p[3], p[4])), false, FIRST(p[k]), &steps::SMA, &kernels::SMA},
+         UPD(e.UpdateSMA(b, u, r, n, p[0], p[1], p[2], p[3], p[4])), false, FIRST(p[k]), nullptr, &kernels::SMA},
         {"EMA", 8, {Period("N", 12)}, {{"EMA", 1, kPrice}}, "EMA = ((N-1)*EMA' + 2*C) / (N+1), seeded with the first close",
          GEN(e.GenerateEMA(b, u, r, n, p[0], q, m)), UPD(e.UpdateEMA(b, u, r, n, p[0])), true, FIRST(p[0]),
-         &steps::EMA, &kernels::EMA},
+         nullptr, &kernels::EMA},
         {"BOLL", 9, {Period("N", 20), {"UP", 2, -100, 100}, {"DOWN", -2, -100, 100}},
          {{"MID", 6, kPrice}, {"UPPER", 7, kPrice}, {"LOWER", 8, kPrice}},
          "MID = MA(C, N) of the previous bar; UPPER/LOWER = MID + UP/DOWN * population STD(C, N)",
@@ -133,11 +133,11 @@ std::vector<OperationSpec> Build() {
          {{"DIF", 5, kPrice}, {"DEA", 6, kPrice}, {"MACD", 7, kPrice}},
          "DIF = EMA(C, SHORT) - EMA(C, LONG); DEA = EMA(DIF, M); MACD = 2*(DIF - DEA)",
          GEN(e.GenerateMACD(b, u, r, n, p[0], p[1], p[2], q)), UPD(e.UpdateMACD(b, u, r, n, p[0], p[1], p[2])), true,
-         FIRST(0), &steps::MACD, &kernels::MACD},
+         FIRST(0), nullptr, &kernels::MACD},
         {"RSI", 103, {Period("N1", 6), Period("N2", 12)}, {{"RSI1", 6, kPct}, {"RSI2", 7, kPct}},
          "RSIk = SMA(MAX(C-C1, 0), Nk, 1) / SMA(|C-C1|, Nk, 1) * 100",
          GEN(e.GenerateRSI(b, u, r, n, p[0], p[1], q)), UPD(e.UpdateRSI(b, u, r, n, p[0], p[1])), true, FIRST(1),
-         &steps::RSI, &kernels::RSI},
+         nullptr, &kernels::RSI},
         {"KDJ", 104, {Period("N", 9), Period("M1", 3), Period("M2", 3)},
          {{"K", 3, kPct}, {"D", 4, kPct}, {"J", 5, kPct}},
          "RSV = (C - LLV(L, N)) / (HHV(H, N) - LLV(L, N)) * 100; K = SMA(RSV, M1, 1); D = SMA(K, M2, 1); J = 3K - 2D",
@@ -344,6 +344,7 @@ const char* ScaleName(const OperationSpec& op, int line, const std::int32_t* p) 
 namespace detail {
 
 std::int64_t StreamMemory(const OperationSpec& op, const std::int32_t* p) {
+    if (op.kernel->stepper != nullptr) return op.kernel->stepper->history(p);
     if (op.stream != nullptr && op.stream->memory != nullptr) return op.stream->memory(p);
     std::int64_t total = 0;
     for (int k = 0; k < op.paramCount; ++k) total += std::abs(std::int64_t{p[k]});

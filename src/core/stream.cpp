@@ -1,15 +1,18 @@
 // Streams: an operation kept running over a growing series.
 //
-// Each operation computes one row per bar from the bars and rows before it,
-// with its running state in the rows, either by its own step or by its
-// class-API updater where that equals the generator. The stream holds only
-// the history the operation reads: when its buffers fill, the newest `keep`
-// bars and rows move to the front, so after construction nothing is
-// allocated.
+// An operation whose kernel has a per-bar form keeps that kernel's state and
+// takes one step per bar into a single row of columns; the state before the
+// newest bar is kept too, so replacing that bar steps again from it. The
+// others compute one row per bar from the bars and rows before it, with
+// their running state in the rows, by their own step or by the class-API
+// updater where that equals the generator. The stream holds only the history
+// the operation reads: when its buffers fill, the newest `keep` bars (and
+// rows) move to the front, so after construction nothing is allocated.
 #include <algorithm>
 #include <cstring>
 #include <limits>
 
+#include "core/kernel.h"
 #include "core/registry.h"
 
 namespace fenxi {
@@ -27,34 +30,54 @@ struct Stream::State {
     CAnalysisTechniques engine;
     std::vector<double> out;
     double scale[kMaxLines] = {};
-
-    detail::StreamForm::Kind Kind() const { return op->stream->kind; }
+    // The kernel's per-bar form: its states before and after the newest bar
+    // (states[now ^ 1], states[now]), and the newest bar's columns.
+    const detail::Stepper* stepper = nullptr;
+    struct alignas(std::max_align_t) StepState {
+        unsigned char bytes[detail::kStateBytes];
+    } states[2];
+    int now = 0;
+    double columns[kColumns] = {};
+    LineOut view = LineOut::Single(columns);  // formed once: it is 43 pointers
 
     void Push(const UNIKDATA& bar) {
         if (held == bars.size()) {
             std::copy(bars.end() - static_cast<std::ptrdiff_t>(keep), bars.end(), bars.begin());
-            std::copy(rows.end() - static_cast<std::ptrdiff_t>(keep), rows.end(), rows.begin());
+            if (stepper == nullptr) std::copy(rows.end() - static_cast<std::ptrdiff_t>(keep), rows.end(), rows.begin());
             held = keep;
         }
         bars[held++] = bar;
         ++count;
+        now ^= 1;  // the state after the last bar is the one before this
     }
 
     std::span<const double> Last() {
-        const double nan = std::numeric_limits<double>::quiet_NaN();
+        if (stepper == nullptr) return FromRows();
+        for (std::uint64_t m = op->kernel->leaves; m != 0; m &= m - 1) columns[__builtin_ctzll(m)] = 0.0;
+        stepper->step(states[now ^ 1].bytes, states[now].bytes, bars.data(), static_cast<int>(held - 1), count == 1,
+                      view);
+        return Values(columns);
+    }
+
+    std::span<const double> FromRows() {
         Row& row = rows[held - 1];
         std::memset(&row, 0, sizeof row);
-        if (Kind() == detail::StreamForm::Stepped) {
+        if (op->stream->kind == detail::StreamForm::Stepped) {
             op->stream->step(bars.data(), unit, rows.data(), static_cast<int>(held), static_cast<int>(held - 1), p);
         } else {
             Row* base = rows.data();  // not this engine's buffer: the updater trusts it
             op->update(engine, bars.data(), unit, base, static_cast<int>(held), p);
         }
+        return Values(row.FenXi);
+    }
+
+    std::span<const double> Values(const double* v) {
+        const double nan = std::numeric_limits<double>::quiet_NaN();
         for (int k = 0; k < op->lineCount; ++k) {
             std::int64_t firstBar = 0, end = 0;
             ValidRange(*op, p, k, count, firstBar, end);
             const bool valid = count - 1 >= firstBar && count - 1 < end;
-            out[k] = valid ? row.FenXi[op->lines[k].column] / scale[k] : nan;
+            out[k] = valid ? v[op->lines[k].column] / scale[k] : nan;
         }
         return out;
     }
@@ -77,7 +100,11 @@ Stream::Stream(std::string_view name, std::span<const int> params, int unit) : s
     for (int k = 0; k < s.op->lineCount; ++k) s.scale[k] = TrueScale(*s.op, k, s.p, unit);
     s.keep = static_cast<std::size_t>(std::max<std::int64_t>(detail::StreamMemory(*s.op, s.p), 1) + 1);
     s.bars.resize(2 * s.keep + 16);
-    s.rows.resize(s.bars.size());
+    s.stepper = s.op->kernel->stepper;
+    if (s.stepper != nullptr)
+        s.stepper->start(s.states[0].bytes, unit, s.p);
+    else
+        s.rows.resize(s.bars.size());
 }
 
 Stream::~Stream() = default;

@@ -2,6 +2,7 @@
 #include "core/window.h"
 #include "core/registry.h"
 #include "core/running_mean.h"
+#include "core/stepped.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -52,20 +53,23 @@ void LifeLine(const UNIKDATA* b, int unit, int n, const std::int32_t*, const Lin
 
 // SMAk = ((Nk-1)*SMAk' + C) / Nk, every line seeded with the first close;
 // column 0 the close.
-void Sma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
-    const double f = PriceFactor(unit);
-    double keep[5], s[5];
+struct SmaSteps {
+    double f, keep[5], s[5];
     int q[5];
-    const double first = b[0].Close * f;
-    for (int j = 0; j < 5; ++j) {
-        keep[j] = Int32Term(std::int64_t{p[j]} - 1);
-        q[j] = p[j];
-        s[j] = first;
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t*) { return 0; }
+    SmaSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), s{} {
+        for (int j = 0; j < 5; ++j) {
+            keep[j] = Int32Term(std::int64_t{p[j]} - 1);
+            q[j] = p[j];
+        }
     }
-    o(0, 0) = first;
-    for (int j = 0; j < 5; ++j) o(1 + j, 0) = first;
-    for (int i = 1; i < n; ++i) {
-        o.Ahead(0, i);
+    void First(const UNIKDATA* b, const LineOut& o) {
+        const double x = b[0].Close * f;
+        o(0, 0) = x;
+        for (int j = 0; j < 5; ++j) o(1 + j, 0) = s[j] = x;
+    }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
         const double x = b[i].Close * f;
         o(0, i) = x;
         for (int j = 0; j < 5; ++j) {
@@ -73,24 +77,26 @@ void Sma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
             o(1 + j, i) = s[j];
         }
     }
-}
+};
 
 // EMA = ((N-1)*EMA' + 2*C) / (N+1), seeded with the first close; column 0
 // the close.
-void Ema(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
-    const double f = PriceFactor(unit);
-    const double keep = Int32Term(std::int64_t{p[0]} - 1), div = Int32Term(std::int64_t{p[0]} + 1);
-    double e = b[0].Close * f;
-    o(0, 0) = e;
-    o(1, 0) = e;
-    for (int i = 1; i < n; ++i) {
-        o.Ahead(0, i);
+struct EmaSteps {
+    double f, keep, div, e = 0.0;
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t*) { return 0; }
+    EmaSteps(int unit, const std::int32_t* p)
+        : f(PriceFactor(unit)), keep(Int32Term(std::int64_t{p[0]} - 1)), div(Int32Term(std::int64_t{p[0]} + 1)) {}
+    void First(const UNIKDATA* b, const LineOut& o) {
+        o(0, 0) = o(1, 0) = e = b[0].Close * f;
+    }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
         const double x = b[i].Close * f;
         e = (keep * e + (x + x)) / div;
         o(0, i) = x;
         o(1, i) = e;
     }
-}
+};
 
 }  // namespace
 
@@ -98,7 +104,9 @@ using detail::Cols;
 const detail::Kernel MA1{&Ma<1>, Cols({0, 1})}, MA2{&Ma<2>, Cols({0, 1, 2})}, MA3{&Ma<3>, Cols({0, 1, 2, 3})},
     MA4{&Ma<4>, Cols({0, 1, 2, 3, 4})}, MA5{&Ma<5>, Cols({0, 1, 2, 3, 4, 5})}, MA6{&Ma<6>, Cols({0, 1, 2, 3, 4, 5, 6})},
     MA7{&Ma<7>, Cols({0, 1, 2, 3, 4, 5, 6, 7})}, MACHANEL{&MaChannel, Cols({0, 1, 2, 3, 4, 5, 6, 7})},
-    LIFELINE{&LifeLine, Cols({0, 1, 2})}, SMA{&Sma, Cols({0, 1, 2, 3, 4, 5})}, EMA{&Ema, Cols({0, 1})};
+    LIFELINE{&LifeLine, Cols({0, 1, 2})};
+const detail::Kernel SMA = detail::SteppedKernel<SmaSteps>(Cols({0, 1, 2, 3, 4, 5})),
+                     EMA = detail::SteppedKernel<EmaSteps>(Cols({0, 1}));
 
 }  // namespace fenxi::kernels
 
@@ -295,37 +303,6 @@ void CAnalysisTechniques::UpdateEMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, 
     }
     rows[i].FenXi[1] = (Int32Term(std::int64_t{p} - 1) * rows[i - 1].FenXi[1] + 2 * x) / Int32Term(std::int64_t{p} + 1);
 }
-
-// Streams: one row of the weighted and exponential smoothings per bar.
-namespace fenxi::steps {
-namespace {
-
-// SMAk = ((Nk-1)*SMAk' + C) / Nk, every line seeded with the first close.
-void SmaStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    const double x = b[i].Close * PriceFactor(unit);
-    double* v = r[i].FenXi;
-    v[0] = x;
-    for (int j = 1; j <= 5; ++j)
-        v[j] = i == 0 ? x : (Int32Term(std::int64_t{p[j - 1]} - 1) * r[i - 1].FenXi[j] + x) / p[j - 1];
-}
-
-// EMA = ((N-1)*EMA' + 2C) / (N+1), seeded with the first close.
-void EmaStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    const double x = b[i].Close * PriceFactor(unit);
-    double* v = r[i].FenXi;
-    v[0] = x;
-    v[1] = i == 0 ? x
-                  : (Int32Term(std::int64_t{p[0]} - 1) * r[i - 1].FenXi[1] + (x + x)) / Int32Term(std::int64_t{p[0]} + 1);
-}
-
-std::int64_t OneBack(const std::int32_t*) { return 2; }
-
-}  // namespace
-
-const detail::StreamForm SMA{detail::StreamForm::Stepped, &SmaStep, &OneBack};
-const detail::StreamForm EMA{detail::StreamForm::Stepped, &EmaStep, &OneBack};
-
-}  // namespace fenxi::steps
 
 // Streams: the moving-average family one bar at a time; the running sums
 // live in columns 20 and up of the stream's private rows.
