@@ -1,20 +1,16 @@
-// Window means for streams, one bar at a time, with the batch's bits.
+// Window means one bar at a time, with the whole-column pass's bits.
 //
-// The batch mean of column `src` at row i is sum(rows, n, i, p, src) / p:
-// the left-to-right sum of the window, 0.0 before a full window. While every
-// value in the window is a whole number or half whose double is at most
-// 2^53 / p, every partial sum of that loop is exact, so a running int64 sum
-// of the doubled values, halved, is the same double. The running sum and the
-// number of values in the window that break the rule travel with each row in
-// two private columns (`slot`, `slot + 1`); a window holding such a value is
+// The pass's mean at bar i is the left-to-right sum of values i-p+1 .. i
+// divided by p, 0.0 before a full window. While every value in the window is
+// a whole number or half whose double is at most 2^53 / p, every partial sum
+// of that loop is exact, so a running int64 sum of the doubled values,
+// halved, is the same double. The step keeps that sum and the number of
+// values in the window that break the rule; a window holding such a value is
 // summed in order instead.
 #pragma once
 
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-
-#include "core/series.h"
 
 namespace fenxi {
 
@@ -26,28 +22,31 @@ inline bool ExactDouble(double v, int p, std::int64_t& twice) {
     return true;
 }
 
-inline double RunningMean(FENXIDATA* r, int n, int i, int p, int src, int slot) {
+struct WindowMean {
     std::int64_t total = 0;
-    double broken = 0;
-    if (i > 0) {
-        std::memcpy(&total, &r[i - 1].FenXi[slot], sizeof total);
-        broken = r[i - 1].FenXi[slot + 1];
-    }
-    std::int64_t t = 0;
-    if (ExactDouble(r[i].FenXi[src], p, t))
-        total += t;
-    else
-        broken += 1;
-    if (i >= p) {
-        if (ExactDouble(r[i - p].FenXi[src], p, t))
-            total -= t;
+    int broken = 0;
+
+    // The mean over p >= 1 at bar i, x(j) giving value j for j = i-p .. i
+    // (the value leaving the window and those in it).
+    template <class X>
+    double Next(int i, int p, X x) {
+        std::int64_t t = 0;
+        if (ExactDouble(x(i), p, t))
+            total += t;
         else
-            broken -= 1;
+            ++broken;
+        if (i >= p) {
+            if (ExactDouble(x(i - p), p, t))
+                total -= t;
+            else
+                --broken;
+        }
+        if (i < p - 1) return 0.0 / p;
+        if (broken == 0) return static_cast<double>(total) * 0.5 / p;
+        double sum = 0.0;
+        for (int j = i - p + 1; j <= i; ++j) sum += x(j);
+        return sum / p;
     }
-    std::memcpy(&r[i].FenXi[slot], &total, sizeof total);
-    r[i].FenXi[slot + 1] = broken;
-    if (i < p - 1) return 0.0 / p;
-    return (broken == 0 ? static_cast<double>(total) * 0.5 : sum(r, n, i, p, src)) / p;
-}
+};
 
 }  // namespace fenxi

@@ -6,6 +6,7 @@
 //   void Next(const UNIKDATA* b, int i, const LineOut& o)    bar i > 0
 //   static std::int64_t History(const std::int32_t* p)      bars before i read
 //   static constexpr int kAhead[]                           columns to prefetch
+// Next may read back the columns it wrote for bars i - History .. i - 1.
 // The kernel's pass runs First and then Next over the bars with the state in
 // registers; a stream keeps the state and takes one Next per bar.
 #pragma once
@@ -50,6 +51,14 @@ struct StepperOf {
 template <class S>
 constexpr Kernel SteppedKernel(std::uint64_t writes, std::uint64_t leaves = 0) {
     return Kernel{&RunSteps<S>, writes, leaves, &StepperOf<S>::kValue};
+}
+
+// A kernel whose pass takes whole-column routes of its own (exact running
+// sums, sliding extremes, vector lanes) and whose per-bar form is S: the
+// plain arithmetic, which the stream test holds to the pass's bits.
+template <class S>
+constexpr Kernel WithSteps(decltype(Kernel::run) run, std::uint64_t writes, std::uint64_t leaves = 0) {
+    return Kernel{run, writes, leaves, &StepperOf<S>::kValue};
 }
 
 }  // namespace fenxi::detail

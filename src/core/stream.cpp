@@ -31,19 +31,26 @@ struct Stream::State {
     std::vector<double> out;
     double scale[kMaxLines] = {};
     // The kernel's per-bar form: its states before and after the newest bar
-    // (states[now ^ 1], states[now]), and the newest bar's columns.
+    // (states[now ^ 1], states[now]), and the columns it writes over the
+    // held bars, which its steps may read back.
     const detail::Stepper* stepper = nullptr;
     struct alignas(std::max_align_t) StepState {
         unsigned char bytes[detail::kStateBytes];
     } states[2];
     int now = 0;
-    double columns[kColumns] = {};
-    LineOut view = LineOut::Single(columns);  // formed once: it is 43 pointers
+    std::vector<double> history;  // one run of bars.size() values per column
+    int written[kColumns] = {}, writtenCount = 0;
+    LineOut view = LineOut::Columns();
 
     void Push(const UNIKDATA& bar) {
         if (held == bars.size()) {
-            std::copy(bars.end() - static_cast<std::ptrdiff_t>(keep), bars.end(), bars.begin());
-            if (stepper == nullptr) std::copy(rows.end() - static_cast<std::ptrdiff_t>(keep), rows.end(), rows.begin());
+            const auto from = static_cast<std::ptrdiff_t>(bars.size() - keep);
+            std::copy(bars.begin() + from, bars.end(), bars.begin());
+            if (stepper == nullptr) std::copy(rows.begin() + from, rows.end(), rows.begin());
+            for (int k = 0; k < writtenCount; ++k) {
+                double* c = view.Column(written[k]);
+                std::copy(c + from, c + bars.size(), c);
+            }
             held = keep;
         }
         bars[held++] = bar;
@@ -53,10 +60,12 @@ struct Stream::State {
 
     std::span<const double> Last() {
         if (stepper == nullptr) return FromRows();
-        for (std::uint64_t m = op->kernel->leaves; m != 0; m &= m - 1) columns[__builtin_ctzll(m)] = 0.0;
-        stepper->step(states[now ^ 1].bytes, states[now].bytes, bars.data(), static_cast<int>(held - 1), count == 1,
-                      view);
-        return Values(columns);
+        const std::int64_t i = static_cast<std::int64_t>(held) - 1;
+        for (int k = 0; k < writtenCount; ++k) view(written[k], i) = 0.0;  // as a fresh row
+        stepper->step(states[now ^ 1].bytes, states[now].bytes, bars.data(), static_cast<int>(i), count == 1, view);
+        double v[kColumns];
+        for (int k = 0; k < op->lineCount; ++k) v[op->lines[k].column] = view(op->lines[k].column, i);
+        return Values(v);
     }
 
     std::span<const double> FromRows() {
@@ -99,12 +108,20 @@ Stream::Stream(std::string_view name, std::span<const int> params, int unit) : s
     s.unit = unit;
     for (int k = 0; k < s.op->lineCount; ++k) s.scale[k] = TrueScale(*s.op, k, s.p, unit);
     s.keep = static_cast<std::size_t>(std::max<std::int64_t>(detail::StreamMemory(*s.op, s.p), 1) + 1);
-    s.bars.resize(2 * s.keep + 16);
+    s.bars.resize(2 * s.keep + 64);
     s.stepper = s.op->kernel->stepper;
-    if (s.stepper != nullptr)
-        s.stepper->start(s.states[0].bytes, unit, s.p);
-    else
+    if (s.stepper == nullptr) {
         s.rows.resize(s.bars.size());
+        return;
+    }
+    s.stepper->start(s.states[0].bytes, unit, s.p);
+    const std::uint64_t columns = s.op->kernel->writes | s.op->kernel->leaves;
+    s.history.resize(static_cast<std::size_t>(__builtin_popcountll(columns)) * s.bars.size());
+    for (int c = 0; c < kColumns; ++c) {
+        if ((columns >> c & 1) == 0) continue;
+        s.view.Bind(c, s.history.data() + s.writtenCount * s.bars.size());
+        s.written[s.writtenCount++] = c;
+    }
 }
 
 Stream::~Stream() = default;

@@ -1,6 +1,7 @@
 // BIAS lines and highest/lowest of a price field.
 #include "core/window.h"
 #include "core/registry.h"
+#include "core/stepped.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -18,13 +19,13 @@ void BiasColumn(const UNIKDATA* bars, int unit, FENXIDATA* rows, int count, int 
 namespace fenxi::kernels {
 namespace {
 
+constexpr std::int32_t UNIKDATA::*kFields[] = {&UNIKDATA::Open, &UNIKDATA::High, &UNIKDATA::Low, &UNIKDATA::Close};
+
 // HHV (LLV) = the highest (lowest) FIELD of bars max(0, i-N+1) .. i into
 // column 0, times the price factor except for the low's LLV, which stays a
 // raw integer. FIELD = p[0] (0 open .. 3 close), N = p[1] > 0.
 template <bool highest>
 void Extreme(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
-    static constexpr std::int32_t UNIKDATA::*kFields[] = {&UNIKDATA::Open, &UNIKDATA::High, &UNIKDATA::Low,
-                                                           &UNIKDATA::Close};
     const int field = p[0], period = p[1];
     if (period <= 0 || field < 0 || field > 3) return;
     const bool convert = highest || field != CAnalysisTechniques::KI_LOW;
@@ -38,20 +39,38 @@ void Extreme(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const Li
     }
 }
 
-// BIASk = (C - MA(C, Nk)) / MA(C, Nk) * 100 * 100 into column k for each
-// Nk > 0 (a line with Nk <= 0 is left as it was), as BiasValues forms it:
-// the three running sums in one pass.
-void Bias(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
-    bool running = true;
-    for (int k = 0; k < 3; ++k) running = running && p[k] < (1 << 22);
-    if (!running) {
-        for (int k = 0; k < 3; ++k)
-            if (p[k] > 0) BiasValues(b, unit, n, p[k], [&](int i, double v) { o(k, i) = v; });
-        return;
+// One bar by a walk over its window: exact for integers in any order.
+template <bool highest>
+struct ExtremeSteps {
+    std::int32_t UNIKDATA::*field;
+    int period;
+    bool convert;
+    double f;
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[1]} + 1; }
+    ExtremeSteps(int unit, const std::int32_t* p)
+        : field(kFields[p[0]]), period(p[1]), convert(highest || p[0] != CAnalysisTechniques::KI_LOW),
+          f(PriceFactor(unit)) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const {
+        std::int32_t v = b[i].*field;
+        for (int j = i - 1; j >= 0 && j > i - period; --j)
+            if (highest ? b[j].*field > v : b[j].*field < v) v = b[j].*field;
+        o(0, i) = convert ? v * f : static_cast<double>(v);
     }
+};
+
+// BIASk = (C - MA(C, Nk)) / MA(C, Nk) * 100 * 100 into column k for each
+// Nk > 0 (a line with Nk <= 0 is left as it was), as BiasValues forms it,
+// from running int64 sums of the closes.
+struct BiasSteps {
     std::int64_t total[3] = {0, 0, 0};
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
+    std::int32_t p[3];
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t* p) { return std::max({p[0], p[1], p[2]}) + std::int64_t{1}; }
+    BiasSteps(int, const std::int32_t* q) : p{q[0], q[1], q[2]} {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
         for (int k = 0; k < 3; ++k) {
             if (p[k] <= 0) continue;
             total[k] += b[i].Close;
@@ -60,12 +79,23 @@ void Bias(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
             o(k, i) = (b[i].Close - avg) / avg * 100.0 * 100.0;
         }
     }
+};
+
+// The running sums stay exact while a window of closes sums below 2^53;
+// longer windows take BiasValues' ordered sums.
+void Bias(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    bool running = true;
+    for (int k = 0; k < 3; ++k) running = running && p[k] < (1 << 22);
+    if (running) return detail::RunSteps<BiasSteps>(b, unit, n, p, o);
+    for (int k = 0; k < 3; ++k)
+        if (p[k] > 0) BiasValues(b, unit, n, p[k], [&](int i, double v) { o(k, i) = v; });
 }
 
 }  // namespace
 
-const detail::Kernel BIAS{&Bias, detail::Cols({0, 1, 2})};
-const detail::Kernel HHV{&Extreme<true>, detail::Cols({0})}, LLV{&Extreme<false>, detail::Cols({0})};
+const detail::Kernel BIAS = detail::WithSteps<BiasSteps>(&Bias, detail::Cols({0, 1, 2}));
+const detail::Kernel HHV = detail::WithSteps<ExtremeSteps<true>>(&Extreme<true>, detail::Cols({0})),
+                     LLV = detail::WithSteps<ExtremeSteps<false>>(&Extreme<false>, detail::Cols({0}));
 
 }  // namespace fenxi::kernels
 
@@ -117,43 +147,3 @@ void CAnalysisTechniques::GenerateLLV(UNIKDATA* bars, int unit, FENXIDATA*& out,
                                       int period, FENXIDATA_PROPERTY* property) {
     GenerateExtreme(bars, unit, out, count, field, period, property, false);
 }
-
-// Streams: BIAS from running int64 sums of the closes (columns 20-22 of the
-// stream's private rows), as BiasValues forms it; the extremes by a walk
-// over the window, exact for integers in any order.
-namespace fenxi::steps {
-namespace {
-
-void BiasStep(const UNIKDATA* b, int, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    for (int k = 0; k < 3; ++k) {
-        std::int64_t total = 0;
-        if (i > 0) std::memcpy(&total, &r[i - 1].FenXi[20 + k], sizeof total);
-        total += b[i].Close;
-        if (i >= p[k]) total -= b[i - p[k]].Close;
-        std::memcpy(&r[i].FenXi[20 + k], &total, sizeof total);
-        const double avg = static_cast<double>(total) / p[k];
-        r[i].FenXi[k] = (b[i].Close - avg) / avg * 100.0 * 100.0;
-    }
-}
-
-template <bool highest>
-void ExtremeStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    static constexpr std::int32_t UNIKDATA::*kFields[] = {&UNIKDATA::Open, &UNIKDATA::High, &UNIKDATA::Low,
-                                                           &UNIKDATA::Close};
-    const auto member = kFields[p[0]];
-    std::int32_t v = b[i].*member;
-    for (int j = i - 1; j >= 0 && j > i - p[1]; --j)
-        if (highest ? b[j].*member > v : b[j].*member < v) v = b[j].*member;
-    r[i].FenXi[0] = highest || p[0] != CAnalysisTechniques::KI_LOW ? v * PriceFactor(unit) : static_cast<double>(v);
-}
-
-std::int64_t BiasWindow(const std::int32_t* p) { return std::max({p[0], p[1], p[2]}) + std::int64_t{1}; }
-std::int64_t ExtremeWindow(const std::int32_t* p) { return std::int64_t{p[1]} + 1; }
-
-}  // namespace
-
-const detail::StreamForm BIAS{detail::StreamForm::Stepped, &BiasStep, &BiasWindow};
-const detail::StreamForm HHV{detail::StreamForm::Stepped, &ExtremeStep<true>, &ExtremeWindow};
-const detail::StreamForm LLV{detail::StreamForm::Stepped, &ExtremeStep<false>, &ExtremeWindow};
-
-}  // namespace fenxi::steps

@@ -51,6 +51,56 @@ void LifeLine(const UNIKDATA* b, int unit, int n, const std::int32_t*, const Lin
     ColumnAverages(o, n, 0, kMaLines, kLifeLinePeriods, 2, [&](int i) { return LifeLineMid(b[i], f); });
 }
 
+// The averages one bar at a time, each over the source column written
+// before it.
+std::int64_t Longest(const std::int32_t* p, int k) {
+    std::int64_t most = 0;
+    for (int j = 0; j < k; ++j) most = std::max<std::int64_t>(most, p[j]);
+    return most;
+}
+
+template <int K>
+struct MaSteps {
+    double f;
+    int p[K];
+    WindowMean mean[K];
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t* p) { return Longest(p, K); }
+    MaSteps(int unit, const std::int32_t* q) : f(PriceFactor(unit)) { std::copy(q, q + K, p); }
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        o(0, i) = b[i].Close * f;
+        for (int j = 0; j < K; ++j) o(1 + j, i) = mean[j].Next(i, p[j], [&](int t) { return o(0, t); });
+    }
+};
+
+struct ChannelSteps {
+    double f;
+    int p;
+    WindowMean mean[4];
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t* p) { return p[0]; }
+    ChannelSteps(int unit, const std::int32_t* q) : f(PriceFactor(unit)), p(q[0]) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        CopyPrices(b[i], f, o(0, i), o(1, i), o(2, i), o(3, i));
+        for (int c = 0; c < 4; ++c) o(4 + c, i) = mean[c].Next(i, p, [&](int t) { return o(c, t); });
+    }
+};
+
+struct LifeSteps {
+    double f;
+    WindowMean mean[2];
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t*) { return kLifeLinePeriods[1]; }
+    LifeSteps(int unit, const std::int32_t*) : f(PriceFactor(unit)) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        o(0, i) = LifeLineMid(b[i], f);
+        for (int j = 0; j < 2; ++j) o(1 + j, i) = mean[j].Next(i, kLifeLinePeriods[j], [&](int t) { return o(0, t); });
+    }
+};
+
 // SMAk = ((Nk-1)*SMAk' + C) / Nk, every line seeded with the first close;
 // column 0 the close.
 struct SmaSteps {
@@ -101,10 +151,16 @@ struct EmaSteps {
 }  // namespace
 
 using detail::Cols;
-const detail::Kernel MA1{&Ma<1>, Cols({0, 1})}, MA2{&Ma<2>, Cols({0, 1, 2})}, MA3{&Ma<3>, Cols({0, 1, 2, 3})},
-    MA4{&Ma<4>, Cols({0, 1, 2, 3, 4})}, MA5{&Ma<5>, Cols({0, 1, 2, 3, 4, 5})}, MA6{&Ma<6>, Cols({0, 1, 2, 3, 4, 5, 6})},
-    MA7{&Ma<7>, Cols({0, 1, 2, 3, 4, 5, 6, 7})}, MACHANEL{&MaChannel, Cols({0, 1, 2, 3, 4, 5, 6, 7})},
-    LIFELINE{&LifeLine, Cols({0, 1, 2})};
+using detail::WithSteps;
+const detail::Kernel MA1 = WithSteps<MaSteps<1>>(&Ma<1>, Cols({0, 1})),
+                     MA2 = WithSteps<MaSteps<2>>(&Ma<2>, Cols({0, 1, 2})),
+                     MA3 = WithSteps<MaSteps<3>>(&Ma<3>, Cols({0, 1, 2, 3})),
+                     MA4 = WithSteps<MaSteps<4>>(&Ma<4>, Cols({0, 1, 2, 3, 4})),
+                     MA5 = WithSteps<MaSteps<5>>(&Ma<5>, Cols({0, 1, 2, 3, 4, 5})),
+                     MA6 = WithSteps<MaSteps<6>>(&Ma<6>, Cols({0, 1, 2, 3, 4, 5, 6})),
+                     MA7 = WithSteps<MaSteps<7>>(&Ma<7>, Cols({0, 1, 2, 3, 4, 5, 6, 7})),
+                     MACHANEL = WithSteps<ChannelSteps>(&MaChannel, Cols({0, 1, 2, 3, 4, 5, 6, 7})),
+                     LIFELINE = WithSteps<LifeSteps>(&LifeLine, Cols({0, 1, 2}));
 const detail::Kernel SMA = detail::SteppedKernel<SmaSteps>(Cols({0, 1, 2, 3, 4, 5})),
                      EMA = detail::SteppedKernel<EmaSteps>(Cols({0, 1}));
 
@@ -303,49 +359,3 @@ void CAnalysisTechniques::UpdateEMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, 
     }
     rows[i].FenXi[1] = (Int32Term(std::int64_t{p} - 1) * rows[i - 1].FenXi[1] + 2 * x) / Int32Term(std::int64_t{p} + 1);
 }
-
-// Streams: the moving-average family one bar at a time; the running sums
-// live in columns 20 and up of the stream's private rows.
-namespace fenxi::steps {
-namespace {
-
-constexpr int kSlots = 20;
-
-template <int k>
-void MaStep(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    r[i].FenXi[0] = b[i].Close * PriceFactor(unit);
-    for (int j = 1; j <= k; ++j) r[i].FenXi[j] = RunningMean(r, n, i, p[j - 1], 0, kSlots + 2 * j);
-}
-
-void ChannelStep(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    double* v = r[i].FenXi;
-    CopyPrices(b[i], PriceFactor(unit), v[0], v[1], v[2], v[3]);
-    for (int c = 0; c < 4; ++c) v[4 + c] = RunningMean(r, n, i, p[0], c, kSlots + 2 * c);
-}
-
-void LifeStep(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t*) {
-    r[i].FenXi[0] = LifeLineMid(b[i], PriceFactor(unit));
-    for (int j = 0; j < 2; ++j) r[i].FenXi[1 + j] = RunningMean(r, n, i, kLifeLinePeriods[j], 0, kSlots + 2 * j);
-}
-
-std::int64_t Longest(const std::int32_t* p) {
-    std::int64_t most = 130;
-    for (int k = 0; k < 7; ++k) most = std::max<std::int64_t>(most, p[k]);
-    return most + 1;
-}
-
-}  // namespace
-
-#define FENXI_MA_STREAM(k) const detail::StreamForm MA##k{detail::StreamForm::Stepped, &MaStep<k>, &Longest};
-FENXI_MA_STREAM(1)
-FENXI_MA_STREAM(2)
-FENXI_MA_STREAM(3)
-FENXI_MA_STREAM(4)
-FENXI_MA_STREAM(5)
-FENXI_MA_STREAM(6)
-FENXI_MA_STREAM(7)
-#undef FENXI_MA_STREAM
-const detail::StreamForm MACHANEL{detail::StreamForm::Stepped, &ChannelStep, &Longest};
-const detail::StreamForm LIFELINE{detail::StreamForm::Stepped, &LifeStep, &Longest};
-
-}  // namespace fenxi::steps

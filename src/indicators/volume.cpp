@@ -4,6 +4,7 @@
 #include "core/registry.h"
 #include "core/window.h"
 #include "core/running_mean.h"
+#include "core/stepped.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -76,24 +77,60 @@ void Obv(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o)
     }
 }
 
-// VOLUME = V into column 0.
-void Vol1(const UNIKDATA* b, int, int n, const std::int32_t*, const LineOut& o) {
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
-        o(0, i) = static_cast<double>(b[i].Volume);
+// One bar: the undivided total carried, the average summed over the OBV
+// column in order.
+struct ObvSteps {
+    double total = 0.0;
+    int period;
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 1; }
+    ObvSteps(int, const std::int32_t* p) : period(p[0]) {}
+    void First(const UNIKDATA*, const LineOut& o) { o(0, 0) = 0.0; }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        total = DirectionalTotal(total, b[i], b[i - 1]);
+        o(0, i) = total / 100.0;
+        if (i < period) return;
+        double sum = 0.0;
+        for (int j = i - period + 1; j <= i; ++j) sum += o(0, j);
+        o(1, i) = sum / period;
     }
-}
+};
+
+// VOLUME = V into column 0.
+struct Vol1Steps {
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t*) { return 0; }
+    Vol1Steps(int, const std::int32_t*) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const { o(0, i) = static_cast<double>(b[i].Volume); }
+};
+
+// The two averages one bar at a time over the volume column.
+struct VolSteps {
+    int p[2];
+    WindowMean mean[2];
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t* p) { return std::max(p[0], p[1]); }
+    VolSteps(int, const std::int32_t* q) : p{q[0], q[1]} {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        o(0, i) = static_cast<double>(b[i].Volume);
+        for (int j = 0; j < 2; ++j) o(2 + j, i) = mean[j].Next(i, p[j], [&](int t) { return o(0, t); });
+    }
+};
 
 // VR of each bar from bar N into column 0, 0 before.
-void Vr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
-    const int period = p[0];
-    const double f = PriceFactor(unit);
-    for (int i = 0; i < std::min(period, n); ++i) o(0, i) = 0.0;
-    for (int i = period; i < n; ++i) {
-        o.Ahead(0, i);
-        o(0, i) = VolumeRatio(b, f, i, period);
+struct VrSteps {
+    double f;
+    int period;
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t* p) { return p[0]; }
+    VrSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), period(p[0]) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const {
+        o(0, i) = i < period ? 0.0 : VolumeRatio(b, f, i, period);
     }
-}
+};
 
 // WVAD: body (1) and range (2) of every bar, converted; the sum over each
 // full window of N of body / range * amount / 100000 (3), newest first, in
@@ -121,11 +158,36 @@ void Wvad(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
     }
 }
 
+// One bar: the window's terms summed newest first over the body and range
+// columns, bars without range or amount left out.
+struct WvadSteps {
+    double f;
+    int period;
+    static constexpr int kAhead[] = {1};
+    static std::int64_t History(const std::int32_t* p) { return p[0]; }
+    WvadSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), period(p[0]) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const {
+        o(1, i) = Int32Term(std::int64_t{b[i].Close} - b[i].Open) * f;
+        o(2, i) = Int32Term(std::int64_t{b[i].High} - b[i].Low) * f;
+        double total = 0.0;
+        if (i >= period - 1)
+            for (int j = i; j > i - period; --j) {
+                const double range = o(2, j);
+                if (range == 0.0 || b[j].Amount <= 0) continue;
+                total += o(1, j) / range * b[j].Amount / 100000.0;
+            }
+        o(3, i) = total;
+    }
+};
+
 }  // namespace
 
-const detail::Kernel WVAD{&Wvad, detail::Cols({1, 2, 3})};
-const detail::Kernel VOL{&Vol, detail::Cols({0, 2, 3})}, OBV{&Obv, detail::Cols({0, 1})}, VOL1{&Vol1, detail::Cols({0})},
-    VR{&Vr, detail::Cols({0})};
+using detail::Cols;
+const detail::Kernel WVAD = detail::WithSteps<WvadSteps>(&Wvad, Cols({1, 2, 3})),
+                     VOL = detail::WithSteps<VolSteps>(&Vol, Cols({0, 2, 3})),
+                     OBV = detail::WithSteps<ObvSteps>(&Obv, Cols({0, 1})),
+                     VOL1 = detail::SteppedKernel<Vol1Steps>(Cols({0})), VR = detail::SteppedKernel<VrSteps>(Cols({0}));
 
 }  // namespace fenxi::kernels
 
@@ -226,59 +288,3 @@ void CAnalysisTechniques::UpdateVOL1(UNIKDATA*, int, FENXIDATA*&, int) {}
 void CAnalysisTechniques::UpdateOBV(UNIKDATA*, int, FENXIDATA*&, int) {}
 void CAnalysisTechniques::UpdateVOL(UNIKDATA*, int, FENXIDATA*&, int, int, int) {}
 void CAnalysisTechniques::UpdateVR(UNIKDATA*, int, FENXIDATA*&, int, int) {}
-
-// Streams: one row of OBV per bar.
-namespace fenxi::steps {
-namespace {
-
-// OBV = SUM(C > C1 ? V : C < C1 ? -V : 0) / 100; MAOBV = MA(OBV, N) from bar N.
-void ObvStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    r[i].FenXi[0] = DirectionalVolumeStep(b, r, i);
-    r[i].FenXi[1] = i >= p[0] ? sum(r, n, i, p[0], 0) / p[0] : 0.0;
-}
-
-std::int64_t ObvWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
-
-}  // namespace
-
-const detail::StreamForm OBV{detail::StreamForm::Stepped, &ObvStep, &ObvWindow};
-
-}  // namespace fenxi::steps
-
-// Streams: volume and its averages one bar at a time (running sums in
-// columns 20-23 of the stream's private rows).
-namespace fenxi::steps {
-namespace {
-
-void VolStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    r[i].FenXi[0] = static_cast<double>(b[i].Volume);
-    for (int j = 0; j < 2; ++j) r[i].FenXi[2 + j] = RunningMean(r, n, i, p[j], 0, 20 + 2 * j);
-}
-
-void Vol1Step(const UNIKDATA* b, int, FENXIDATA* r, int, int i, const std::int32_t*) {
-    r[i].FenXi[0] = static_cast<double>(b[i].Volume);
-}
-
-std::int64_t VolWindow(const std::int32_t* p) { return std::max<std::int64_t>(p[0], p[1]) + 1; }
-
-}  // namespace
-
-const detail::StreamForm VOL{detail::StreamForm::Stepped, &VolStep, &VolWindow};
-const detail::StreamForm VOL1{detail::StreamForm::Stepped, &Vol1Step, &VolWindow};
-
-}  // namespace fenxi::steps
-
-namespace fenxi::steps {
-namespace {
-
-void VrStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    r[i].FenXi[0] = i < p[0] ? 0.0 : VolumeRatio(b, PriceFactor(unit), i, p[0]);
-}
-
-std::int64_t VrWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
-
-}  // namespace
-
-const detail::StreamForm VR{detail::StreamForm::Stepped, &VrStep, &VrWindow};
-
-}  // namespace fenxi::steps
