@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "core/registry.h"
+#include "core/stepped.h"
 #include "core/window.h"
 #include "indicators/columns.h"
 
@@ -74,9 +75,39 @@ void Boll(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
     }
 }
 
+// One bar: its window's average and deviation summed from the newest close
+// back, the previous window's average carried for the middle line.
+struct BollSteps {
+    double f, mean = 0.0;
+    int period, up, down;
+    bool withBars;
+    static constexpr int kAhead[] = {0, 8};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 1; }
+    BollSteps(int unit, const std::int32_t* p)
+        : f(PriceFactor(unit)), period(p[0]), up(p[1]), down(p[2]), withBars(p[3] != 0) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        if (withBars)
+            CopyPrices(b[i], f, o(0, i), o(1, i), o(2, i), o(3, i));
+        else
+            o(0, i) = o(1, i) = o(2, i) = o(3, i) = 0.0;
+        o(4, i) = o(5, i) = 0.0;
+        const double previous = mean;
+        double deviation = 0.0;
+        if (i >= period - 1) MeanAndDeviation(b, f, i, period, mean, deviation);
+        if (i < period) {
+            o(6, i) = o(7, i) = o(8, i) = 0.0;
+        } else {
+            o(6, i) = previous;
+            o(7, i) = up * deviation + previous;
+            o(8, i) = down * deviation + previous;
+        }
+    }
+};
+
 }  // namespace
 
-const detail::Kernel BOLL{&Boll, detail::Cols({0, 1, 2, 3, 4, 5, 6, 7, 8})};
+const detail::Kernel BOLL = detail::WithSteps<BollSteps>(&Boll, detail::Cols({0, 1, 2, 3, 4, 5, 6, 7, 8}));
 
 }  // namespace fenxi::kernels
 
@@ -120,22 +151,3 @@ void CAnalysisTechniques::UpdateBOLLIN(UNIKDATA* bars, int unit, FENXIDATA*& row
     else
         Bands(row, rows[n - 2].FenXi[4], kUpper, kLower);
 }
-
-// Streams: one row of the bands per bar, the window's average kept in
-// column 20 of the stream's private rows for the next bar's middle line.
-namespace fenxi::steps {
-namespace {
-
-void BollStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    FENXIDATA& row = r[i];
-    if (i >= p[0] - 1) MeanAndDeviation(b, PriceFactor(unit), i, p[0], row.FenXi[20], row.FenXi[5]);
-    if (i >= p[0]) Bands(row, r[i - 1].FenXi[20], p[1], p[2]);
-}
-
-std::int64_t BollWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
-
-}  // namespace
-
-const detail::StreamForm BOLL{detail::StreamForm::Stepped, &BollStep, &BollWindow};
-
-}  // namespace fenxi::steps

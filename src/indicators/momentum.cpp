@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "core/registry.h"
+#include "core/stepped.h"
 #include "core/window.h"
 #include "indicators/columns.h"
 
@@ -147,11 +148,99 @@ void Osc(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     }
 }
 
+// One bar of each, the averages summed in order over the line written
+// before them.
+double ColumnMean(const LineOut& o, int c, int i, int m) {
+    double total = 0.0;
+    for (int j = i - m + 1; j <= i; ++j) total += o(c, j);
+    return total / m;
+}
+
+struct RocSteps {
+    int period;
+    static constexpr int kAhead[] = {1};
+    static std::int64_t History(const std::int32_t* p) { return p[0]; }
+    RocSteps(int, const std::int32_t* p) : period(p[0]) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const { o(1, i) = i < period ? 0 : Roc(b, i, period); }
+};
+
+struct MtmSteps {
+    int unit, period, average;
+    static constexpr int kAhead[] = {1};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + p[1]; }
+    MtmSteps(int u, const std::int32_t* p) : unit(u), period(p[0]), average(p[1]) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const {
+        if (i >= period) o(1, i) = mtm(b, unit, i + 1, i, period);
+        if (i >= std::int64_t{period} + average - 1) o(2, i) = ColumnMean(o, 1, i, average);
+    }
+};
+
+struct OscSteps {
+    int unit, period, average;
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + p[1]; }
+    OscSteps(int u, const std::int32_t* p) : unit(u), period(p[0]), average(p[1]) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const {
+        if (i < period) return;
+        o(0, i) = osc(b, unit, i + 1, i, period) * 100.0;
+        if (average > 0 && i >= std::int64_t{period} + average - 1) o(1, i) = ColumnMean(o, 0, i, average);
+    }
+};
+
+struct PsySteps {
+    int period;
+    static constexpr int kAhead[] = {3};
+    static std::int64_t History(const std::int32_t* p) { return p[0]; }
+    PsySteps(int, const std::int32_t* p) : period(p[0]) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const {
+        if (i < period - 1) {
+            o(3, i) = o(4, i) = o(5, i) = 0;
+            return;
+        }
+        FENXIDATA row;
+        PsyRow(b, i + 1, i, period, row);
+        for (int c = 3; c <= 5; ++c) o(c, i) = row.FenXi[c];
+    }
+};
+
+// CCI over its window of typical prices, mean and deviation summed oldest
+// first as the pass's lanes sum them; the last value carried for a zero
+// deviation.
+struct CciSteps {
+    double f, cci = 66.66666666666667;
+    int period;
+    static constexpr int kAhead[] = {3};
+    static std::int64_t History(const std::int32_t* p) { return p[0]; }
+    CciSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), period(p[0]) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        o(2, i) = TypicalPrice(b[i], f);
+        if (i < period - 1) {
+            o(3, i) = o(4, i) = o(5, i) = 0;
+            return;
+        }
+        const double m = ColumnMean(o, 2, i, period);
+        double spread = 0.0;
+        for (int j = i - period + 1; j <= i; ++j) spread += std::fabs(m - o(2, j));
+        const double d = spread / period;
+        if (d != 0.0) cci = (o(2, i) - m) / d / 0.015;
+        o(3, i) = m;
+        o(4, i) = d;
+        o(5, i) = cci;
+    }
+};
+
 }  // namespace
 
 using detail::Cols;
-const detail::Kernel PSY{&Psy, Cols({3, 4, 5})}, OSC{&Osc, Cols({0, 1})};
-const detail::Kernel ROC{&RocKernel, Cols({1})}, MTM{&Mtm, Cols({1, 2})}, CCI{&CciKernel, Cols({2, 3, 4, 5})};
+using detail::WithSteps;
+const detail::Kernel PSY = WithSteps<PsySteps>(&Psy, Cols({3, 4, 5})), OSC = WithSteps<OscSteps>(&Osc, Cols({0, 1}));
+const detail::Kernel ROC = WithSteps<RocSteps>(&RocKernel, Cols({1})), MTM = WithSteps<MtmSteps>(&Mtm, Cols({1, 2})),
+                     CCI = WithSteps<CciSteps>(&CciKernel, Cols({2, 3, 4, 5}));
 
 }  // namespace fenxi::kernels
 
@@ -301,31 +390,3 @@ void CAnalysisTechniques::UpdateCCI(UNIKDATA* bars, int unit, FENXIDATA*& out, i
     v[4] = spread / period;
     v[5] = Cci(out, i, i <= period - 1);
 }
-
-// Streams: CCI one row per bar, the window's mean and mean deviation summed
-// oldest first as the generator's lanes sum them.
-namespace fenxi::steps {
-namespace {
-
-void CciStep(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    const int period = p[0];
-    double* v = r[i].FenXi;
-    v[2] = TypicalPrice(b[i], PriceFactor(unit));
-    if (i < period - 1) {
-        v[3] = v[4] = v[5] = 0;
-        return;
-    }
-    v[3] = sum(r, n, i, period, 2) / period;
-    double spread = 0.0;
-    for (int j = i - period + 1; j <= i; ++j) spread += std::fabs(v[3] - r[j].FenXi[2]);
-    v[4] = spread / period;
-    v[5] = Cci(r, i, i == period - 1);
-}
-
-std::int64_t CciWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
-
-}  // namespace
-
-const detail::StreamForm CCI{detail::StreamForm::Stepped, &CciStep, &CciWindow};
-
-}  // namespace fenxi::steps

@@ -1,5 +1,6 @@
 // Parabolic stop-and-reverse.
 #include "core/registry.h"
+#include "core/stepped.h"
 #include "core/window.h"
 #include "indicators/columns.h"
 
@@ -88,9 +89,30 @@ void Sar(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
     }
 }
 
+// One bar: the extremes walked over the period before it.
+struct SarSteps {
+    double f, sar = 0.0;
+    int period;
+    SarState state;
+    static constexpr int kAhead[] = {4};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 1; }
+    SarSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), period(p[0]) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        if (i < period) {
+            o(4, i) = 0.0;
+            return;
+        }
+        double v[6];
+        SarBar(b, f, i, period, sar, state, v);
+        o(4, i) = sar = v[4];
+        o(5, i) = v[5];
+    }
+};
+
 }  // namespace
 
-const detail::Kernel SAR{&Sar, detail::Cols({4, 5})};
+const detail::Kernel SAR = detail::WithSteps<SarSteps>(&Sar, detail::Cols({4, 5}));
 
 }  // namespace fenxi::kernels
 
@@ -114,28 +136,3 @@ void CAnalysisTechniques::UpdateSAR(UNIKDATA* bars, int unit, FENXIDATA*& out, i
     FENXIDATA_PROPERTY scratch = ScratchProperty();
     GenerateSAR(bars, unit, out, count, period, &scratch);
 }
-
-// Streams: one row of SAR per bar; the state after each bar stays in
-// Reserved[0..2] of the stream's private rows.
-namespace fenxi::steps {
-namespace {
-
-void SarStep(const UNIKDATA* bars, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    SarState s;
-    if (i > 0) s = {r[i - 1].Reserved[0] != 0, r[i - 1].Reserved[1] != 0, r[i - 1].Reserved[2]};
-    if (i < p[0])
-        r[i].FenXi[4] = 0.0;
-    else
-        SarBar(bars, PriceFactor(unit), i, p[0], r[i - 1].FenXi[4], s, r[i].FenXi);
-    r[i].Reserved[0] = s.rising;
-    r[i].Reserved[1] = s.first;
-    r[i].Reserved[2] = s.af;
-}
-
-std::int64_t SarWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 2; }
-
-}  // namespace
-
-const detail::StreamForm SAR{detail::StreamForm::Stepped, &SarStep, &SarWindow};
-
-}  // namespace fenxi::steps

@@ -3,6 +3,7 @@
 
 #include "core/window.h"
 #include "core/registry.h"
+#include "core/stepped.h"
 #include "indicators/columns.h"
 #include "indicators/stochastic.h"
 
@@ -125,10 +126,87 @@ void Kd(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) 
     });
 }
 
+// One bar of WR: the window walked over the converted highs and lows (the
+// extremes of the converted values, as the pass's integer extremes give).
+struct WrSteps {
+    double f;
+    int p[3], lines;
+    static constexpr int kAhead[] = {3, 10};
+    static std::int64_t History(const std::int32_t* p) { return std::max({p[0], p[1], p[2]}) + std::int64_t{1}; }
+    WrSteps(int unit, const std::int32_t* q) : f(PriceFactor(unit)), p{q[0], q[1], q[2]}, lines(q[2] > 0 ? 3 : 2) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const {
+        const double c = b[i].Close * f;
+        o(8, i) = b[i].High * f;
+        o(9, i) = b[i].Low * f;
+        o(10, i) = c;
+        double h = kTiny, l = kHuge;
+        for (int k = 0; k < lines; ++k) {
+            h = kTiny, l = kHuge;
+            for (std::int64_t j = std::max<std::int64_t>(0, std::int64_t{i} - p[k] + 1); j <= i; ++j) {
+                if (o(8, j) > h) h = o(8, j);
+                if (o(9, j) < l) l = o(9, j);
+            }
+            o(3 + k, i) = (h == l ? 0.0 : (h - c) * 100.0 / (h - l)) * 100;
+        }
+        o(6, i) = h;
+        o(7, i) = l;
+        if (lines == 2) o(5, i) *= 100;
+    }
+};
+
+// One bar of KDJ: the RSV by a walk over its window, K and D carried.
+struct KdjSteps {
+    int p[3];
+    double k = 0.0, d = 0.0;
+    static constexpr int kAhead[] = {2};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 3; }
+    KdjSteps(int, const std::int32_t* q) : p{q[0], q[1], q[2]} {}
+    void Write(const LineOut& o, int i, double v) const {
+        o(2, i) = v;
+        o(3, i) = k * 100;
+        o(4, i) = d * 100;
+        o(5, i) = (3 * k - 2 * d) * 100;
+    }
+    void First(const UNIKDATA* b, const LineOut& o) {
+        const double v = rsv(b, 0, 1, 0, p[0]);
+        k = d = v;
+        Write(o, 0, v);
+    }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        const double v = rsv(b, 0, i + 1, i, p[0]);
+        k = Smooth(k, v, p[1]);
+        d = Smooth(d, k, p[2]);
+        Write(o, i, v);
+    }
+};
+
+// One bar of KD, as the pass's loop body.
+struct KdSteps {
+    int p[3];
+    double previous = 0.0, k = 0.0, d = 0.0;
+    static constexpr int kAhead[] = {2};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 3; }
+    KdSteps(int, const std::int32_t* q) : p{q[0], q[1], q[2]} {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        const double v = rsv(b, 0, i + 1, i, p[0]);
+        o(2, i) = v;
+        if (i >= 1) k = Smooth(i == 1 ? previous : k, v, p[1]);
+        if (i >= 2) d = Smooth(i == 2 ? previous : d, k, p[2]);
+        previous = i == 0 ? v : k;  // the RSV of bar 0, then K of the bar before
+        o(3, i) = i >= 1 ? k * 100 : o(3, i) * 100;
+        o(4, i) = i >= 2 ? d * 100 : o(4, i) * 100;
+    }
+};
+
 }  // namespace
 
-const detail::Kernel KD{&Kd, detail::Cols({2, 3, 4})};
-const detail::Kernel WR{&Wr, detail::Cols({3, 4, 5, 6, 7, 8, 9, 10})}, KDJ{&Kdj, detail::Cols({2, 3, 4, 5})};
+using detail::Cols;
+using detail::WithSteps;
+const detail::Kernel KD = WithSteps<KdSteps>(&Kd, Cols({2, 3, 4}));
+const detail::Kernel WR = WithSteps<WrSteps>(&Wr, Cols({3, 4, 5, 6, 7, 8, 9, 10})),
+                     KDJ = WithSteps<KdjSteps>(&Kdj, Cols({2, 3, 4, 5}));
 
 }  // namespace fenxi::kernels
 
@@ -220,74 +298,3 @@ void CAnalysisTechniques::UpdateWR(UNIKDATA* bars, int unit, FENXIDATA*& rows, i
     if (p3 > 0) v[5] = WrNewest(bars, f, n, p3);
     for (int k = 3; k <= 5; ++k) v[k] *= 100;
 }
-
-// Streams: one row of KDJ and KD per bar. The unscaled K and D run in
-// Reserved[0..1]; the lines hold them x100 as the generators leave them.
-namespace fenxi::steps {
-namespace {
-
-// RSV = (C - LLV(L, N)) / (HHV(H, N) - LLV(L, N)) * 100; K = SMA(RSV, M1, 1);
-// D = SMA(K, M2, 1); J = 3K - 2D, all seeded with the first RSV.
-void KdjStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    double* v = r[i].FenXi;
-    double* s = r[i].Reserved;
-    v[2] = rsv(b, 0, n, i, p[0]);
-    s[0] = i == 0 ? v[2] : Smooth(r[i - 1].Reserved[0], v[2], p[1]);
-    s[1] = i == 0 ? s[0] : Smooth(r[i - 1].Reserved[1], s[0], p[2]);
-    v[3] = s[0] * 100;
-    v[4] = s[1] * 100;
-    v[5] = (3 * s[0] - 2 * s[1]) * 100;
-}
-
-// K seeded from the previous RSV on bar 1, D from K on bar 2; before that
-// both stay 0.
-void KdStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    double* v = r[i].FenXi;
-    double* s = r[i].Reserved;
-    v[2] = rsv(b, 0, n, i, p[0]);
-    if (i == 1) s[0] = Smooth(r[0].FenXi[2], v[2], p[1]);
-    if (i >= 2) s[0] = Smooth(r[i - 1].Reserved[0], v[2], p[1]);
-    if (i == 2) s[1] = Smooth(r[1].Reserved[0], s[0], p[2]);
-    if (i > 2) s[1] = Smooth(r[i - 1].Reserved[1], s[0], p[2]);
-    v[3] = s[0] * 100;
-    v[4] = s[1] * 100;
-}
-
-std::int64_t RsvWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 3; }
-
-}  // namespace
-
-const detail::StreamForm KDJ{detail::StreamForm::Stepped, &KdjStep, &RsvWindow};
-const detail::StreamForm KD{detail::StreamForm::Stepped, &KdStep, &RsvWindow};
-
-}  // namespace fenxi::steps
-
-namespace fenxi::steps {
-namespace {
-
-// WRk = (HHV(H, Nk) - C) * 100 / (HHV(H, Nk) - LLV(L, Nk)) * 100, the window
-// extremes started from the smallest normal and the largest double.
-void WrStep(const UNIKDATA* b, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    const double f = PriceFactor(unit);
-    double* v = r[i].FenXi;
-    v[8] = b[i].High * f;
-    v[9] = b[i].Low * f;
-    v[10] = b[i].Close * f;
-    for (int k = 0; k < 3; ++k) {
-        if (k == 2 && p[2] <= 0) break;
-        double h = 2.2250738585072014e-308, l = 1.7976931348623157e308;
-        for (std::int64_t j = std::max<std::int64_t>(0, std::int64_t{i} - p[k] + 1); j <= i; ++j) {
-            if (r[j].FenXi[8] > h) h = r[j].FenXi[8];
-            if (r[j].FenXi[9] < l) l = r[j].FenXi[9];
-        }
-        v[3 + k] = (h == l ? 0.0 : (h - v[10]) * 100.0 / (h - l)) * 100;
-    }
-}
-
-std::int64_t WrWindow(const std::int32_t* p) { return std::max({p[0], p[1], p[2]}) + std::int64_t{1}; }
-
-}  // namespace
-
-const detail::StreamForm WR{detail::StreamForm::Stepped, &WrStep, &WrWindow};
-
-}  // namespace fenxi::steps
