@@ -33,9 +33,7 @@ std::int64_t StreamMemory(const OperationSpec& op, const std::int32_t* p);
 
 }  // namespace fenxi::detail
 
-// The stepped forms the indicator families define.
 namespace fenxi::steps {
-extern const detail::StreamForm EXPMA, ZJLDXFX, SHLDXFX, JGCMX, JGCMXDELTA, DHCMX, DHCMXDELTA, SHCMX, SHCMXDELTA;
 // The classic indicators: their row functions and first valid bars.
 enum class Classic { DMI, ADX, DMA, BRAR, CR, ASI, Mike, TRIX, EMV, Chg, Chaikin, TSF, MASS, CSI, MAW, MAE, PC };
 const detail::StreamForm* ClassicStream(Classic which);

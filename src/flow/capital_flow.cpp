@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "core/registry.h"
+#include "core/stepped.h"
 #include "flow/reshape.h"
 #include "platform/debug_output.h"
 #include "indicators/columns.h"
@@ -84,15 +85,44 @@ void Zj(const UNIKDATA* b, int, int n, const std::int32_t*, const LineOut& o) {
     ZjRun(b, n, o, [](int, double) {}, [] {});
 }
 
+// One bar of LDX: the undivided volume total and the limit-bar state
+// carried, the averages summed in order over the OBV column.
+struct ZjSteps {
+    double total = 0.0;
+    bool adjusting = false, upside = false;
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t*) { return 70; }
+    ZjSteps(int, const std::int32_t*) {}
+    void First(const UNIKDATA*, const LineOut& o) { o(0, 0) = 0.0; }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        total = DirectionalTotal(total, b[i], b[i - 1]);
+        o(0, i) = total / 100.0;
+        if (i >= 65) {
+            double sum = 0.0;
+            for (int j = i - 64; j <= i; ++j) sum += o(0, j);
+            o(1, i) = sum / 65.0;
+        }
+        if (i < 2) return;
+        const double two = (0.0 + o(0, i - 1) + o(0, i)) * 0.5;
+        double ldx = two - o(1, i);
+        o(2, i) = two;
+        LimitBars(b, i, ldx, adjusting, upside, [] {});
+        o(3, i) = ldx;
+    }
+};
+
 // OBV (0, and again in 4), MA(OBV, 3) from bar 3 (1); DIF = EMA12 - EMA28
 // of OBV (5, 6, 7), each average seeded with the plain mean of its first
 // full window; DEA = its 9-bar average seeded likewise (9); SHLDX the
 // reshaped -2 x (DIF - DEA) (8). The averages are 0 before their seeds.
-void Sh(const UNIKDATA* b, int, int n, const std::int32_t*, const LineOut& o) {
+struct ShSteps {
     double total = 0.0, v0 = 0.0, v1 = 0.0, v2 = 0.0;  // OBV of bars i, i-1, i-2
     double seed13 = 0.0, seed29 = 0.0, seed9 = 0.0, ema12 = 0.0, ema28 = 0.0, dif = 0.0, dea = 0.0;
-    for (int i = 0; i < n; ++i) {
-        o.Ahead(0, i);
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t*) { return 40; }
+    ShSteps(int, const std::int32_t*) {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
         v2 = v1;
         v1 = v0;
         if (i > 0) total = DirectionalTotal(total, b[i], b[i - 1]);
@@ -112,12 +142,12 @@ void Sh(const UNIKDATA* b, int, int n, const std::int32_t*, const LineOut& o) {
         o(9, i) = dea;
         o(8, i) = ReshapeFlow((dif - dea) * -2.0);
     }
-}
+};
 
 }  // namespace
 
-const detail::Kernel ZJLDXFX{&Zj, detail::Cols({0, 1, 2, 3}), detail::Cols({1, 2, 3})};
-const detail::Kernel SHLDXFX{&Sh, detail::Cols({0, 1, 4, 5, 6, 7, 8, 9}), detail::Cols({1})};
+const detail::Kernel ZJLDXFX = detail::WithSteps<ZjSteps>(&Zj, detail::Cols({0, 1, 2, 3}), detail::Cols({1, 2, 3}));
+const detail::Kernel SHLDXFX = detail::SteppedKernel<ShSteps>(detail::Cols({0, 1, 4, 5, 6, 7, 8, 9}), detail::Cols({1}));
 
 }  // namespace fenxi::kernels
 
@@ -196,50 +226,3 @@ void CAnalysisTechniques::GenerateSHLDXFX(UNIKDATA* bars, int, FENXIDATA*& out, 
     RunKernel(kernels::SHLDXFX, bars, 0, rows, n, nullptr);
     LeaveLock();
 }
-
-// Streams: one row of each capital-flow line per bar. The undivided running
-// volume total stays in Reserved[0]; the limit-bar state of ZJLDXFX in
-// Reserved[1] (adjusting) and Reserved[2] (upside).
-namespace fenxi::steps {
-namespace {
-
-// LDX = MA(OBV, 2) - MA(OBV, 65), flipped and halved on the first one-price
-// limit bar that contradicts it, two thirds of its size on the move's side
-// on the later bars of the run.
-void ZjStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t*) {
-    double* v = r[i].FenXi;
-    v[0] = DirectionalVolumeStep(b, r, i);
-    v[1] = i >= 65 ? sum(r, n, i, 65, 0) / 65.0 : 0.0;
-    bool adjusting = i > 0 && r[i - 1].Reserved[1] != 0, upside = i > 0 && r[i - 1].Reserved[2] != 0;
-    if (i >= 2) {
-        v[2] = sum(r, n, i, 2, 0) * 0.5;
-        v[3] = v[2] - v[1];
-        LimitBars(b, i, v[3], adjusting, upside, [] {});
-    }
-    r[i].Reserved[1] = adjusting;
-    r[i].Reserved[2] = upside;
-}
-
-// Averages of 12 and 28 bars seeded with the mean of their first window,
-// their difference, its 9-bar average, and the reshaped -2 x (DIF - DEA).
-void ShStep(const UNIKDATA* b, int, FENXIDATA* r, int n, int i, const std::int32_t*) {
-    double* v = r[i].FenXi;
-    v[0] = DirectionalVolumeStep(b, r, i);
-    v[1] = i >= 3 ? sum(r, n, i, 3, 0) / 3.0 : 0.0;
-    v[4] = v[0];
-    v[5] = i < 12 ? 0 : i == 12 ? sum(r, n, 12, 13, 4) / 13.0 : (v[0] + v[0]) / 14.0 + r[i - 1].FenXi[5] * 12.0 / 14.0;
-    v[6] = i < 28 ? 0 : i == 28 ? sum(r, n, 28, 29, 4) / 29.0 : (v[0] + v[0]) / 30.0 + r[i - 1].FenXi[6] * 28.0 / 30.0;
-    v[7] = i < 28 ? 0 : v[5] - v[6];
-    v[9] = i < 36 ? 0 : i == 36 ? sum(r, n, 36, 9, 7) / 9.0 : r[i - 1].FenXi[9] * 8.0 / 10.0 + (v[7] + v[7]) / 10.0;
-    v[8] = ReshapeFlow((v[7] - v[9]) * -2.0);
-}
-
-std::int64_t ZjWindow(const std::int32_t*) { return 70; }
-std::int64_t ShWindow(const std::int32_t*) { return 40; }
-
-}  // namespace
-
-const detail::StreamForm ZJLDXFX{detail::StreamForm::Stepped, &ZjStep, &ZjWindow};
-const detail::StreamForm SHLDXFX{detail::StreamForm::Stepped, &ShStep, &ShWindow};
-
-}  // namespace fenxi::steps

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "core/registry.h"
+#include "core/stepped.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -158,13 +159,74 @@ void Chip(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
     }
 }
 
+// One bar through the three stages: the window sums over the directional
+// columns written before, the two earlier bars' percentages and the last
+// smoothed value carried.
+template <int kind>
+struct ChipSteps {
+    double k;
+    int N;
+    double p6[2] = {0, 0}, p8[2] = {0, 0};  // the percentages of bars i-2 and i-1
+    double before = 0.0;                    // the smoothed value (DH: column 6) of bar i-1
+    static constexpr int kAhead[] = {6};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 4; }
+    ChipSteps(int unit, const std::int32_t* p) : k(PriceFactor(unit)), N(p[0]) {}
+    void First(const UNIKDATA* b, const LineOut& o) {
+        double v[3];
+        DirectionalFirst(b[0], k, v);
+        Rest(b, 0, o, v);
+    }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        double v[3];
+        DirectionalRow(b[i], b[i - 1], k, v);
+        Rest(b, i, o, v);
+    }
+    void Rest(const UNIKDATA* b, int i, const LineOut& o, const double* v) {
+        for (int c = 0; c < 3; ++c) o(c, i) = v[c];
+        double pct6 = 0, pct8 = 0;
+        if (i < N) {
+            o(3, i) = o(4, i) = o(5, i) = 0;
+        } else {
+            double s[3] = {0, 0, 0};
+            for (int c = 0; c < 3 && N >= 1; ++c)
+                for (int j = i - N + 1; j <= i; ++j) s[c] += o(c, j);
+            for (int c = 0; c < 3; ++c) o(3 + c, i) = s[c];
+            pct6 = s[0] == 0.0 ? 0 : s[1] / s[0] * 100.0;
+            pct8 = s[0] == 0.0 ? 0 : s[2] / s[0] * 100.0;
+        }
+        o(6, i) = pct6;
+        o(8, i) = pct8;
+        const double q6[3] = {p6[0], p6[1], pct6}, q8[3] = {p8[0], p8[1], pct8};
+        p6[0] = p6[1], p6[1] = pct6;
+        p8[0] = p8[1], p8[1] = pct8;
+        const bool idle = b[i].Volume == 0;
+        if (kind == kDH) {
+            const double v6 = idle ? 0 : Smoothed(kind, q6, q8);
+            o(6, i) = v6;
+            if (i >= 1) o(7, i) = idle ? 0 : (v6 - before) * 1.5;
+            before = v6;
+            return;
+        }
+        const int first = kind == kDHDelta ? 1 : 2;
+        if (i < first) return;
+        const double t = Smoothed(kind, q6, q8);
+        const double factor = (kind == kDHDelta || kind == kSHDelta) ? 3.0 : 1.5;
+        o(7, i) = idle ? 0 : (t - before) * factor;
+        if (kind == kJG) o(6, i) = idle ? 0 : t;
+        if (kind == kJGDelta) o(6, i) = t;
+        if (kind == kSH) o(8, i) = idle ? 0 : t;
+        before = t;
+    }
+};
+
 }  // namespace
 
 using detail::Cols;
 constexpr std::uint64_t kChipColumns = Cols({0, 1, 2, 3, 4, 5, 6, 7, 8}), kChange = Cols({7});
-const detail::Kernel JGCMX{&Chip<kJG>, kChipColumns, kChange}, JGCMXDELTA{&Chip<kJGDelta>, kChipColumns, kChange},
-    DHCMX{&Chip<kDH>, kChipColumns, kChange}, DHCMXDELTA{&Chip<kDHDelta>, kChipColumns, kChange},
-    SHCMX{&Chip<kSH>, kChipColumns, kChange}, SHCMXDELTA{&Chip<kSHDelta>, kChipColumns, kChange};
+template <int kind>
+constexpr detail::Kernel kChip = detail::WithSteps<ChipSteps<kind>>(&Chip<kind>, kChipColumns, kChange);
+const detail::Kernel JGCMX = kChip<kJG>, JGCMXDELTA = kChip<kJGDelta>, DHCMX = kChip<kDH>,
+                     DHCMXDELTA = kChip<kDHDelta>, SHCMX = kChip<kSH>, SHCMXDELTA = kChip<kSHDelta>;
 
 }  // namespace fenxi::kernels
 
@@ -204,60 +266,3 @@ void CAnalysisTechniques::GenerateSHCMXDelta(UNIKDATA* b, int u, FENXIDATA*& o, 
                                              FENXIDATA_PROPERTY* p) {
     GenerateChip(b, u, o, n, N, p, kSHDelta);
 }
-
-// Streams: one row per bar through the three stages. The window stage's
-// percentages stay in columns 21 (from 6) and 22 (from 8) of the stream's
-// private rows, where the smoothing of later bars reads them, and the
-// smoothed value t in column 20.
-namespace fenxi::steps {
-namespace {
-
-template <int kind>
-void ChipStep(const UNIKDATA* bars, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    const int N = p[0];
-    double* v = r[i].FenXi;
-    const double k = PriceFactor(unit);
-    if (i == 0)
-        DirectionalFirst(bars[0], k, v);
-    else
-        DirectionalRow(bars[i], bars[i - 1], k, v);
-    if (i < N) {
-        v[3] = v[4] = v[5] = v[6] = v[8] = 0;
-    } else {
-        for (int c = 0; c < 3; ++c) v[3 + c] = sum(r, n, i, N, c);
-        v[6] = v[3] == 0.0 ? 0 : v[4] / v[3] * 100.0;
-        v[8] = v[3] == 0.0 ? 0 : v[5] / v[3] * 100.0;
-    }
-    v[21] = v[6];
-    v[22] = v[8];
-    const bool idle = bars[i].Volume == 0;
-    auto stage = [&](int back, int c) { return i >= back ? r[i - back].FenXi[c] : 0.0; };
-    const double p6[3] = {stage(2, 21), stage(1, 21), v[21]}, p8[3] = {stage(2, 22), stage(1, 22), v[22]};
-    if (kind == kDH) {
-        v[6] = idle ? 0 : Smoothed(kind, p6, p8);
-        if (i >= 1) v[7] = idle ? 0 : (v[6] - r[i - 1].FenXi[6]) * 1.5;
-        return;
-    }
-    const int first = kind == kDHDelta ? 1 : 2;
-    if (i < first) return;
-    const double t = v[20] = Smoothed(kind, p6, p8);
-    const double factor = (kind == kDHDelta || kind == kSHDelta) ? 3.0 : 1.5;
-    const double before = i == first ? 0.0 : r[i - 1].FenXi[20];
-    v[7] = idle ? 0 : (t - before) * factor;
-    if (kind == kJG) v[6] = idle ? 0 : t;
-    if (kind == kJGDelta) v[6] = t;
-    if (kind == kSH) v[8] = idle ? 0 : t;
-}
-
-std::int64_t ChipWindow(const std::int32_t* p) { return std::int64_t{p[0]} + 4; }
-
-}  // namespace
-
-const detail::StreamForm JGCMX{detail::StreamForm::Stepped, &ChipStep<kJG>, &ChipWindow};
-const detail::StreamForm JGCMXDELTA{detail::StreamForm::Stepped, &ChipStep<kJGDelta>, &ChipWindow};
-const detail::StreamForm DHCMX{detail::StreamForm::Stepped, &ChipStep<kDH>, &ChipWindow};
-const detail::StreamForm DHCMXDELTA{detail::StreamForm::Stepped, &ChipStep<kDHDelta>, &ChipWindow};
-const detail::StreamForm SHCMX{detail::StreamForm::Stepped, &ChipStep<kSH>, &ChipWindow};
-const detail::StreamForm SHCMXDELTA{detail::StreamForm::Stepped, &ChipStep<kSHDelta>, &ChipWindow};
-
-}  // namespace fenxi::steps

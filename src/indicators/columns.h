@@ -45,14 +45,6 @@ void DirectionalVolume(const std::int32_t* close, const double* volume, int n, P
     DirectionalVolumeOf(n, [&](int i) { return close[i]; }, [&](int i) { return volume[i]; }, put);
 }
 
-// The same value for a stream's row i, the undivided total carried in
-// Reserved[0] of its private rows.
-inline double DirectionalVolumeStep(const UNIKDATA* bars, FENXIDATA* rows, int i) {
-    double& total = rows[i].Reserved[0];
-    total = i == 0 ? 0.0 : DirectionalTotal(rows[i - 1].Reserved[0], bars[i], bars[i - 1]);
-    return i == 0 ? 0.0 : total / 100.0;
-}
-
 inline void ColumnDirectionalVolume(FENXIDATA* rows, int n, const UNIKDATA* bars, int col) {
     DirectionalVolume(bars, n, [&](int i, double v) { rows[i].FenXi[col] = v; });
 }

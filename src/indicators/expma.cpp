@@ -1,5 +1,6 @@
 // Exponential average with a shifted input.
 #include "core/registry.h"
+#include "core/stepped.h"
 #include "indicators/columns.h"
 
 using namespace fenxi;
@@ -26,9 +27,34 @@ void Expma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const Line
     }
 }
 
+// One bar: row i reads bar i only without a shift; with one, the newest
+// SHIFT rows hold no value yet, so a step writes the prices alone.
+struct ExpmaSteps {
+    double f, keep, div, e = 0.0;
+    bool shifted;
+    static constexpr int kAhead[] = {2};
+    static std::int64_t History(const std::int32_t*) { return 0; }
+    ExpmaSteps(int unit, const std::int32_t* p)
+        : f(PriceFactor(unit)), keep(Int32Term(std::int64_t{p[0]} - 1)), div(Int32Term(std::int64_t{p[0]} + 1)),
+          shifted(p[1] != 0) {}
+    void First(const UNIKDATA* b, const LineOut& o) {
+        e = b[0].Close * f;
+        Write(b, 0, o);
+    }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) {
+        const double x = b[i].Close * f;
+        e = e * keep / div + (x + x) / div;
+        Write(b, i, o);
+    }
+    void Write(const UNIKDATA* b, int i, const LineOut& o) const {
+        if (!shifted) o(0, i) = e;
+        CopyPrices(b[i], f, o(2, i), o(4, i), o(5, i), o(3, i));
+    }
+};
+
 }  // namespace
 
-const detail::Kernel EXPMA{&Expma, detail::Cols({0, 2, 3, 4, 5})};
+const detail::Kernel EXPMA = detail::WithSteps<ExpmaSteps>(&Expma, detail::Cols({0, 2, 3, 4, 5}));
 
 }  // namespace fenxi::kernels
 
@@ -56,24 +82,3 @@ void CAnalysisTechniques::UpdateEXPMA(UNIKDATA* bars, int unit, FENXIDATA*& rows
     FENXIDATA_PROPERTY scratch = ScratchProperty();
     GenerateEXPMA(bars, unit, rows, n, p, shift, &scratch, 5);
 }
-
-// Streams: the newest bar holds a value only without a shift, where row k
-// reads bar k: EXPMA = EXPMA' * (N-1)/(N+1) + 2C/(N+1), seeded with bar 0.
-// With a shift the newest SHIFT bars hold none and the stream gives NaN.
-namespace fenxi::steps {
-namespace {
-
-void ExpmaStep(const UNIKDATA* bars, int unit, FENXIDATA* r, int, int i, const std::int32_t* p) {
-    const double f = PriceFactor(unit);
-    const double keep = Int32Term(std::int64_t{p[0]} - 1), div = Int32Term(std::int64_t{p[0]} + 1);
-    const double x = bars[i].Close * f;
-    r[i].FenXi[0] = i == 0 ? x : r[i - 1].FenXi[0] * keep / div + (x + x) / div;
-}
-
-std::int64_t OneBack(const std::int32_t*) { return 2; }
-
-}  // namespace
-
-const detail::StreamForm EXPMA{detail::StreamForm::Stepped, &ExpmaStep, &OneBack};
-
-}  // namespace fenxi::steps
