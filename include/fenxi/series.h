@@ -67,7 +67,6 @@ using RowUpdater = void (*)(CAnalysisTechniques& engine, UNIKDATA* bars, int uni
                             const std::int32_t* p);
 
 namespace detail {
-struct StreamForm;
 struct Kernel;
 }
 
@@ -88,8 +87,7 @@ struct OperationSpec {
     int tailParam;  // index of that parameter, -1 for none
     // Overrides `scale` when a line's scale depends on the parameters.
     double (*scaleOf)(const std::int32_t* p, int line);
-    const detail::StreamForm* stream;
-    const detail::Kernel* kernel;  // the one-pass arithmetic
+    const detail::Kernel* kernel;  // the one-pass arithmetic and its per-bar steps
 };
 
 // The registry, in the order `fenxi list` shows it.

@@ -62,6 +62,18 @@ private:
     bool rows_ = false;
 };
 
+// sum(rows, n, i, period, col) and ma(...) over a view: the left-to-right
+// sum of column col over bars i-period+1 .. i, 0.0 before a full window and
+// for period < 1.
+inline double sum(const LineOut& o, int i, int period, int col) {
+    const std::int64_t start = std::int64_t{i} - period + 1;
+    if (start < 0 || start > i) return 0.0;
+    double total = 0.0;
+    for (std::int64_t j = start; j <= i; ++j) total += o(col, j);
+    return total;
+}
+inline double ma(const LineOut& o, int i, int period, int col) { return sum(o, i, period, col) / period; }
+
 namespace detail {
 
 // The per-bar form of a kernel whose pass is a recurrence: its running state

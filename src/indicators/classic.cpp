@@ -8,12 +8,13 @@
 #include <utility>
 
 #include "core/registry.h"
+#include "core/stepped.h"
 #include "core/window.h"
 #include "indicators/columns.h"
 
 namespace fenxi {
 
-using RowFn = void (*)(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p);
+using RowFn = void (*)(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p);
 using StartFn = std::int64_t (*)(const double* p, int line);
 
 struct ClassicForm {
@@ -64,66 +65,66 @@ void WilderComponents(const UNIKDATA* b, double f, int i, double* x) {
     x[2] = down > up && down > 0 ? down : 0.0;
 }
 
-void DmiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+void DmiRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const int N = P(p, 0), M = P(p, 1);
-    double* v = r[i].FenXi;
-    WilderComponents(b, f, i, v + 10);
-    const double tr = sum(r, n, i, N, 10);
-    const double pdi = Ratio(sum(r, n, i, N, 11) * 100, tr), mdi = Ratio(sum(r, n, i, N, 12) * 100, tr);
-    v[13] = Ratio(std::fabs(mdi - pdi), mdi + pdi) * 100;
-    v[0] = pdi * 100;
-    v[1] = mdi * 100;
-    v[2] = ma(r, n, i, M, 13) * 100;
-    v[3] = i >= M ? (v[2] + r[i - M].FenXi[2]) / 2 : 0.0;
+    double x[3];
+    WilderComponents(b, f, i, x);
+    for (int k = 0; k < 3; ++k) o(10 + k, i) = x[k];
+    const double tr = sum(o, i, N, 10);
+    const double pdi = Ratio(sum(o, i, N, 11) * 100, tr), mdi = Ratio(sum(o, i, N, 12) * 100, tr);
+    o(13, i) = Ratio(std::fabs(mdi - pdi), mdi + pdi) * 100;
+    o(0, i) = pdi * 100;
+    o(1, i) = mdi * 100;
+    o(2, i) = ma(o, i, M, 13) * 100;
+    o(3, i) = i >= M ? (o(2, i) + o(2, i - M)) / 2 : 0.0;
 }
 
 // Wilder's smoothing: components (14 TR, 15 +DM, 16 -DM) smoothed into 10-12
 // from their N-bar sum by prev - prev/N + x; +DI (19), -DI (20), DX (13),
 // ADX (17, mean of the first N DX, then (prev*(N-1) + DX)/N), ATR (18).
-void WilderRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, int N) {
-    double* v = r[i].FenXi;
-    WilderComponents(b, f, i, v + 14);
+void WilderRow(const UNIKDATA* b, double f, const LineOut& o, int i, int N) {
+    double x[3];
+    WilderComponents(b, f, i, x);
+    for (int k = 0; k < 3; ++k) o(14 + k, i) = x[k];
     for (int k = 0; k < 3; ++k) {
         if (i < N)
-            v[10 + k] = 0.0;
+            o(10 + k, i) = 0.0;
         else if (i == N)
-            v[10 + k] = sum(r, n, i, N, 14 + k);
+            o(10 + k, i) = sum(o, i, N, 14 + k);
         else
-            v[10 + k] = r[i - 1].FenXi[10 + k] - r[i - 1].FenXi[10 + k] / N + v[14 + k];
+            o(10 + k, i) = o(10 + k, i - 1) - o(10 + k, i - 1) / N + o(14 + k, i);
     }
-    v[19] = Ratio(100 * v[11], v[10]);
-    v[20] = Ratio(100 * v[12], v[10]);
-    v[13] = i < N ? 0.0 : Ratio(100 * std::fabs(v[19] - v[20]), v[19] + v[20]);
+    o(19, i) = Ratio(100 * o(11, i), o(10, i));
+    o(20, i) = Ratio(100 * o(12, i), o(10, i));
+    o(13, i) = i < N ? 0.0 : Ratio(100 * std::fabs(o(19, i) - o(20, i)), o(19, i) + o(20, i));
     const std::int64_t first = 2 * std::int64_t{N} - 1;
     if (i < first)
-        v[17] = 0.0;
+        o(17, i) = 0.0;
     else if (i == first)
-        v[17] = sum(r, n, i, N, 13) / N;
+        o(17, i) = sum(o, i, N, 13) / N;
     else
-        v[17] = (r[i - 1].FenXi[17] * (N - 1) + v[13]) / N;
+        o(17, i) = (o(17, i - 1) * (N - 1) + o(13, i)) / N;
     if (i < N)
-        v[18] = 0.0;
+        o(18, i) = 0.0;
     else if (i == N)
-        v[18] = sum(r, n, i, N, 14) / N;
+        o(18, i) = sum(o, i, N, 14) / N;
     else
-        v[18] = (r[i - 1].FenXi[18] * (N - 1) + v[14]) / N;
+        o(18, i) = (o(18, i - 1) * (N - 1) + o(14, i)) / N;
 }
 
-void AdxRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
-    WilderRow(b, f, r, n, i, P(p, 0));
-    double* v = r[i].FenXi;
-    v[0] = v[17] * 100;
-    v[1] = v[19] * 100;
-    v[2] = v[20] * 100;
+void AdxRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
+    WilderRow(b, f, o, i, P(p, 0));
+    o(0, i) = o(17, i) * 100;
+    o(1, i) = o(19, i) * 100;
+    o(2, i) = o(20, i) * 100;
 }
 
-void CsiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+void CsiRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const int N = P(p, 0);
-    WilderRow(b, f, r, n, i, N);
-    double* v = r[i].FenXi;
+    WilderRow(b, f, o, i, N);
     const bool full = std::int64_t{i} - N >= 2 * std::int64_t{N} - 1;
-    const double adxr = full ? (v[17] + r[i - N].FenXi[17]) / 2 : 0.0;
-    v[0] = full ? adxr * v[18] * (p[1] / std::sqrt(p[2])) / (150 + 25) * 100 : 0.0;
+    const double adxr = full ? (o(17, i) + o(17, i - N)) / 2 : 0.0;
+    o(0, i) = full ? adxr * o(18, i) * (p[1] / std::sqrt(p[2])) / (150 + 25) * 100 : 0.0;
 }
 
 // Per-bar formulas the row functions (last row for the updaters, streams)
@@ -217,130 +218,127 @@ double MawValue(const UNIKDATA* b, double f, int i, int N) {
     return weighted / (dn * (dn + 1) / 2);
 }
 
-void DmaRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
-    double* v = r[i].FenXi;
-    v[10] = C(b, f, i);
-    v[0] = ma(r, n, i, P(p, 0), 10) - ma(r, n, i, P(p, 1), 10);
-    v[1] = ma(r, n, i, P(p, 0), 0);
+void DmaRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
+    o(10, i) = C(b, f, i);
+    o(0, i) = ma(o, i, P(p, 0), 10) - ma(o, i, P(p, 1), 10);
+    o(1, i) = ma(o, i, P(p, 0), 0);
 }
 
-void BrarRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+void BrarRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const int N = P(p, 0);
-    double* v = r[i].FenXi;
-    BrarTerms(b, f, i, v + 10);
-    v[0] = Ratio(sum(r, n, i, N, 10), sum(r, n, i, N, 11)) * 100 * 100;
-    v[1] = Ratio(sum(r, n, i, N, 12), sum(r, n, i, N, 13)) * 100 * 100;
+    double t[4];
+    BrarTerms(b, f, i, t);
+    for (int k = 0; k < 4; ++k) o(10 + k, i) = t[k];
+    o(0, i) = Ratio(sum(o, i, N, 10), sum(o, i, N, 11)) * 100 * 100;
+    o(1, i) = Ratio(sum(o, i, N, 12), sum(o, i, N, 13)) * 100 * 100;
 }
 
 int CrShift(int m) { return static_cast<int>(m / 2.5 + 1); }
 
-void CrRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
-    double* v = r[i].FenXi;
-    CrTerms(b, f, i, v + 10);
-    v[0] = Ratio(sum(r, n, i, P(p, 0), 10), sum(r, n, i, P(p, 0), 11)) * 100 * 100;
+void CrRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
+    double t[2];
+    CrTerms(b, f, i, t);
+    o(10, i) = t[0];
+    o(11, i) = t[1];
+    o(0, i) = Ratio(sum(o, i, P(p, 0), 10), sum(o, i, P(p, 0), 11)) * 100 * 100;
     for (int k = 1; k <= 4; ++k) {
         const std::int64_t j = std::int64_t{i} - CrShift(P(p, k));
-        v[k] = j >= 0 ? ma(r, n, static_cast<int>(j), P(p, k), 0) : 0.0;
+        o(k, i) = j >= 0 ? ma(o, static_cast<int>(j), P(p, k), 0) : 0.0;
     }
 }
 
-void AsiRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double*) {
-    double* v = r[i].FenXi;
-    v[10] = AsiTerm(b, f, i);
-    v[0] = sum(r, n, i, 26, 10);
-    v[1] = ma(r, n, i, 10, 0);
+void AsiRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double*) {
+    o(10, i) = AsiTerm(b, f, i);
+    o(0, i) = sum(o, i, 26, 10);
+    o(1, i) = ma(o, i, 10, 0);
 }
 
-void MikeRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* p) {
+void MikeRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     double hv, lv;
     Extremes(b, f, i, P(p, 0), hv, lv);
-    MikeLines(MikeTypical(b[i], f), hv, lv, r[i].FenXi);
+    double v[6];
+    MikeLines(MikeTypical(b[i], f), hv, lv, v);
+    for (int k = 0; k < 6; ++k) o(k, i) = v[k];
 }
 
-void TrixRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+void TrixRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const int N = P(p, 0);
-    double* v = r[i].FenXi;
-    v[10] = C(b, f, i);
-    for (int k = 11; k <= 13; ++k) v[k] = i == 0 ? v[k - 1] : ema(v[k - 1], N, r[i - 1].FenXi[k]);
-    v[0] = i == 0 ? 0.0 : Ratio(v[13] - r[i - 1].FenXi[13], r[i - 1].FenXi[13]) * 100 * 100;
-    v[1] = ma(r, n, i, P(p, 1), 0);
+    o(10, i) = C(b, f, i);
+    for (int k = 11; k <= 13; ++k) o(k, i) = i == 0 ? o(k - 1, i) : ema(o(k - 1, i), N, o(k, i - 1));
+    o(0, i) = i == 0 ? 0.0 : Ratio(o(13, i) - o(13, i - 1), o(13, i - 1)) * 100 * 100;
+    o(1, i) = ma(o, i, P(p, 1), 0);
 }
 
-void EmvRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+void EmvRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const int N = P(p, 0);
-    double* v = r[i].FenXi;
-    v[10] = static_cast<double>(b[i].Volume);
-    v[11] = H(b, f, i) - L(b, f, i);
-    v[12] = EmvTerm(b, f, i, ma(r, n, i, N, 10), ma(r, n, i, N, 11));
-    v[0] = ma(r, n, i, N, 12) * 100;
-    v[1] = ma(r, n, i, P(p, 1), 0);
+    o(10, i) = static_cast<double>(b[i].Volume);
+    o(11, i) = H(b, f, i) - L(b, f, i);
+    o(12, i) = EmvTerm(b, f, i, ma(o, i, N, 10), ma(o, i, N, 11));
+    o(0, i) = ma(o, i, N, 12) * 100;
+    o(1, i) = ma(o, i, P(p, 1), 0);
 }
 
-void ChgRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* p) {
+void ChgRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const int N = P(p, 0);
-    double* v = r[i].FenXi;
     if (i < N) {
-        v[0] = v[1] = 0.0;
+        o(0, i) = o(1, i) = 0.0;
         return;
     }
-    ChgLines(b, f, i, N, v);
+    double lines[2];
+    ChgLines(b, f, i, N, lines);
+    o(0, i) = lines[0];
+    o(1, i) = lines[1];
 }
 
-void ChaikinRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+void ChaikinRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const double fast = p[1], slow = p[2];
     const double flow = ChaikinFlow(b, f, i);
-    double* v = r[i].FenXi;
-    v[10] = i == 0 ? flow : r[i - 1].FenXi[10] + flow;
-    v[11] = i == 0 ? v[10] : ((fast - 1) * r[i - 1].FenXi[11] + 2 * v[10]) / (fast + 1);
-    v[12] = i == 0 ? v[10] : ((slow - 1) * r[i - 1].FenXi[12] + 2 * v[10]) / (slow + 1);
-    v[0] = v[11] - v[12];
-    v[1] = ma(r, n, i, P(p, 0), 0);
+    o(10, i) = i == 0 ? flow : o(10, i - 1) + flow;
+    o(11, i) = i == 0 ? o(10, i) : ((fast - 1) * o(11, i - 1) + 2 * o(10, i)) / (fast + 1);
+    o(12, i) = i == 0 ? o(10, i) : ((slow - 1) * o(12, i - 1) + 2 * o(10, i)) / (slow + 1);
+    o(0, i) = o(11, i) - o(12, i);
+    o(1, i) = ma(o, i, P(p, 0), 0);
 }
 
-void TsfRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+void TsfRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const int N = P(p, 0);
-    double* v = r[i].FenXi;
-    v[10] = C(b, f, i);
-    v[0] = 0.0;
-    if (std::int64_t{i} >= std::int64_t{N} - 1) v[0] = TsfForecast(N, [&](int k) { return r[i - N + k].FenXi[10]; });
-    v[1] = ma(r, n, i, P(p, 1), 0);
+    o(10, i) = C(b, f, i);
+    o(0, i) = 0.0;
+    if (std::int64_t{i} >= std::int64_t{N} - 1) o(0, i) = TsfForecast(N, [&](int k) { return o(10, i - N + k); });
+    o(1, i) = ma(o, i, P(p, 1), 0);
 }
 
-void MassRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
+void MassRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const int N1 = P(p, 0);
-    double* v = r[i].FenXi;
-    v[10] = H(b, f, i) - L(b, f, i);
-    v[11] = ma(r, n, i, N1, 10);
-    v[12] = ma(r, n, i, N1, 11);
-    v[13] = Ratio(v[11], v[12]);
-    v[0] = sum(r, n, i, P(p, 1), 13) * 100;
-    v[1] = ma(r, n, i, P(p, 2), 0);
+    o(10, i) = H(b, f, i) - L(b, f, i);
+    o(11, i) = ma(o, i, N1, 10);
+    o(12, i) = ma(o, i, N1, 11);
+    o(13, i) = Ratio(o(11, i), o(12, i));
+    o(0, i) = sum(o, i, P(p, 1), 13) * 100;
+    o(1, i) = ma(o, i, P(p, 2), 0);
 }
 
-void MawRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* p) {
+void MawRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     const int N = P(p, 0);
-    double* v = r[i].FenXi;
-    v[0] = 0.0;
+    o(0, i) = 0.0;
     if (std::int64_t{i} < std::int64_t{N} - 1) return;
-    v[0] = MawValue(b, f, i, N);
+    o(0, i) = MawValue(b, f, i, N);
 }
 
-void MaeRow(const UNIKDATA* b, double f, FENXIDATA* r, int n, int i, const double* p) {
-    double* v = r[i].FenXi;
-    v[10] = C(b, f, i);
-    const double mid = ma(r, n, i, P(p, 0), 10);
-    v[0] = mid * (1 + P(p, 1) / 100.0);
-    v[1] = mid;
-    v[2] = mid * (1 - P(p, 2) / 100.0);
+void MaeRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
+    o(10, i) = C(b, f, i);
+    const double mid = ma(o, i, P(p, 0), 10);
+    o(0, i) = mid * (1 + P(p, 1) / 100.0);
+    o(1, i) = mid;
+    o(2, i) = mid * (1 - P(p, 2) / 100.0);
 }
 
-void PcRow(const UNIKDATA* b, double f, FENXIDATA* r, int, int i, const double* p) {
+void PcRow(const UNIKDATA* b, double f, const LineOut& o, int i, const double* p) {
     double hv, lv;
     Extremes(b, f, i, P(p, 0), hv, lv);
-    double* v = r[i].FenXi;
-    v[0] = hv;
-    v[1] = (hv + lv) / 2;
-    v[2] = lv;
+    o(0, i) = hv;
+    o(1, i) = (hv + lv) / 2;
+    o(2, i) = lv;
 }
 
 }  // namespace
@@ -740,16 +738,47 @@ void Mass(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
 
 }  // namespace
 
+// One bar of a classic indicator: its row function over the columns the
+// steps wrote before, with the parameters as the class API's doubles. The
+// first `periods` parameters are windows; the history covers three times
+// their sum (CSI reads ADX N bars back from bar 3N - 1 on) and the fixed
+// windows (ASI's 26 and 10).
+template <RowFn row, int periods>
+struct ClassicSteps {
+    double f, p[kMaxParams];
+    static constexpr int kAhead[] = {0};
+    static std::int64_t History(const std::int32_t* p) {
+        std::int64_t total = 0;
+        for (int k = 0; k < periods; ++k) total += p[k];
+        return 3 * total + 140;
+    }
+    ClassicSteps(int unit, const std::int32_t* q) : f(PriceFactor(unit)) {
+        for (int k = 0; k < kMaxParams; ++k) p[k] = q[k];
+    }
+    void First(const UNIKDATA* b, const LineOut& o) const { row(b, f, o, 0, p); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) const { row(b, f, o, i, p); }
+};
+
 using detail::Cols;
-const detail::Kernel CHAIKIN{&Chaikin, Cols({0, 1, 10, 11, 12})}, MASS{&Mass, Cols({0, 1, 10, 11, 12, 13})};
-const detail::Kernel CR{&Cr, Cols({0, 1, 2, 3, 4, 10, 11})}, ASI{&Asi, Cols({0, 1, 10})},
-    EMV{&Emv, Cols({0, 1, 10, 11, 12})}, TSF{&Tsf, Cols({0, 1, 10})}, MAW{&Maw, Cols({0})};
-const detail::Kernel DMA{&Dma, Cols({0, 1, 10})}, BRAR{&Brar, Cols({0, 1, 10, 11, 12, 13})};
-const detail::Kernel MIKE{&Mike, Cols({0, 1, 2, 3, 4, 5})}, PC{&Pc, Cols({0, 1, 2})}, CHG{&Chg, Cols({0, 1})},
-    MAE{&Mae, Cols({0, 1, 2, 10})};
-const detail::Kernel DMI{&Dmi, Cols({0, 1, 2, 3, 10, 11, 12, 13})};
-const detail::Kernel ADX{&Adx, Cols({0, 1, 2}) | kWilderColumns}, CSI{&Csi, Cols({0}) | kWilderColumns},
-    TRIX{&Trix, Cols({0, 1, 10, 11, 12, 13})};
+template <RowFn row, int periods>
+constexpr detail::Kernel Classic(decltype(detail::Kernel::run) run, std::uint64_t writes) {
+    return detail::WithSteps<ClassicSteps<row, periods>>(run, writes);
+}
+const detail::Kernel CHAIKIN = Classic<ChaikinRow, 1>(&Chaikin, Cols({0, 1, 10, 11, 12})),
+                     MASS = Classic<MassRow, 3>(&Mass, Cols({0, 1, 10, 11, 12, 13}));
+const detail::Kernel CR = Classic<CrRow, 5>(&Cr, Cols({0, 1, 2, 3, 4, 10, 11})),
+                     ASI = Classic<AsiRow, 0>(&Asi, Cols({0, 1, 10})),
+                     EMV = Classic<EmvRow, 2>(&Emv, Cols({0, 1, 10, 11, 12})),
+                     TSF = Classic<TsfRow, 2>(&Tsf, Cols({0, 1, 10})), MAW = Classic<MawRow, 1>(&Maw, Cols({0}));
+const detail::Kernel DMA = Classic<DmaRow, 2>(&Dma, Cols({0, 1, 10})),
+                     BRAR = Classic<BrarRow, 1>(&Brar, Cols({0, 1, 10, 11, 12, 13}));
+const detail::Kernel MIKE = Classic<MikeRow, 1>(&Mike, Cols({0, 1, 2, 3, 4, 5})),
+                     PC = Classic<PcRow, 1>(&Pc, Cols({0, 1, 2})), CHG = Classic<ChgRow, 1>(&Chg, Cols({0, 1})),
+                     MAE = Classic<MaeRow, 1>(&Mae, Cols({0, 1, 2, 10}));
+const detail::Kernel DMI = Classic<DmiRow, 2>(&Dmi, Cols({0, 1, 2, 3, 10, 11, 12, 13}));
+const detail::Kernel ADX = Classic<AdxRow, 1>(&Adx, Cols({0, 1, 2}) | kWilderColumns),
+                     CSI = Classic<CsiRow, 1>(&Csi, Cols({0}) | kWilderColumns),
+                     TRIX = Classic<TrixRow, 2>(&Trix, Cols({0, 1, 10, 11, 12, 13}));
 
 }  // namespace kernels
 
@@ -845,7 +874,8 @@ void CAnalysisTechniques::GenerateClassic(UNIKDATA* bars, int unit, FENXIDATA*& 
         RunKernel(*form.kernel, bars, unit, rows, n, q);
     } else {
         const double f = PriceFactor(unit);
-        for (int i = 0; i < n; ++i) form.row(bars, f, rows, n, i, p);
+        const LineOut o = LineOut::Rows(rows);
+        for (int i = 0; i < n; ++i) form.row(bars, f, o, i, p);
     }
     if (!form.keepLock) LeaveLock();
 }
@@ -853,7 +883,7 @@ void CAnalysisTechniques::GenerateClassic(UNIKDATA* bars, int unit, FENXIDATA*& 
 void CAnalysisTechniques::UpdateClassic(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const ClassicForm& form,
                                         const double* p) {
     if (!CanUpdate(bars, rows, n) || !PeriodsValid(form, p)) return;
-    form.row(bars, PriceFactor(unit), rows, n, n - 1, p);
+    form.row(bars, PriceFactor(unit), LineOut::Rows(rows), n - 1, p);
 }
 
 #define FENXI_CLASSIC(Name, form, Sig, Args, ...)                                                               \
@@ -889,7 +919,7 @@ FENXI_CLASSIC(MASS, kMASS, COMMA int N1 COMMA double N2 COMMA double M COMMA dou
 #undef COMMA
 #undef FENXI_CLASSIC
 
-// Streams run the same row functions, one row per bar.
+// The first valid bars of the classic lines.
 namespace fenxi::steps {
 namespace {
 
@@ -903,33 +933,7 @@ void AsDoubles(const std::int32_t* p, double* d) {
     for (int k = 0; k < kMaxParams; ++k) d[k] = p[k];
 }
 
-template <Classic which>
-void Step(const UNIKDATA* b, int unit, FENXIDATA* r, int n, int i, const std::int32_t* p) {
-    double d[kMaxParams];
-    AsDoubles(p, d);
-    Form(which).row(b, PriceFactor(unit), r, n, i, d);
-}
-
-// Twice the windows a row reads back, plus room for the fixed ones: only the
-// leading parameters are windows (CSI's V and M are not).
-template <Classic which>
-std::int64_t Memory(const std::int32_t* p) {
-    std::int64_t total = 0;
-    for (int k = 0; k < Form(which).periods; ++k) total += p[k];
-    return 2 * total + 140;
-}
-
-template <Classic... all>
-struct Streams {
-    static constexpr detail::StreamForm forms[] = {{detail::StreamForm::Stepped, &Step<all>, &Memory<all>}...};
-};
-using AllStreams = Streams<Classic::DMI, Classic::ADX, Classic::DMA, Classic::BRAR, Classic::CR, Classic::ASI,
-                           Classic::Mike, Classic::TRIX, Classic::EMV, Classic::Chg, Classic::Chaikin, Classic::TSF,
-                           Classic::MASS, Classic::CSI, Classic::MAW, Classic::MAE, Classic::PC>;
-
 }  // namespace
-
-const detail::StreamForm* ClassicStream(Classic which) { return &AllStreams::forms[static_cast<int>(which)]; }
 
 std::int64_t ClassicFirstValid(Classic which, const std::int32_t* p, int line) {
     double d[kMaxParams];

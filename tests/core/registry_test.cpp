@@ -10,6 +10,7 @@
 #include <tuple>
 
 #include "bars.h"
+#include "core/kernel.h"
 #include "fenxi/series.h"
 
 namespace {
@@ -117,7 +118,8 @@ TEST(Registry, OneNamedFunctionPerOperation) {
 TEST(Registry, EveryDispatcherCodeAndNameFindsItsEntry) {
     for (const OperationSpec& op : fenxi::Operations()) {
         EXPECT_EQ(fenxi::FindOperation(op.name), &op);
-        EXPECT_NE(op.kernel, nullptr) << op.name;
+        ASSERT_NE(op.kernel, nullptr) << op.name;
+        EXPECT_NE(op.kernel->stepper, nullptr) << op.name;
         if (op.code >= 0) {
             EXPECT_EQ(fenxi::FindOperation(std::to_string(op.code)), &op);
         }
@@ -133,21 +135,23 @@ TEST(Registry, EveryDispatcherCodeAndNameFindsItsEntry) {
 
 // Appends over real bars, with the forming bar replaced now and then by a
 // different one and back; after every call the stream's values equal a
-// recompute over the same bars. Small periods make every buffer slide.
+// recompute over the same bars. Short windows with replacements, then long
+// ones over the whole sample: both make every buffer slide, the long ones
+// past the bars where a line first reads far back (CSI's ADX 150 bars back
+// from bar 449 on).
 TEST(Registry, StreamsEqualARecompute) {
     const auto sample = testbars::Sample();
-    const std::vector<UNIKDATA> head(sample.begin() + 1000, sample.begin() + 1600);
     std::mt19937 rng(20261123);
-    // Unit 300 makes the converted prices fractional: the ordered sums' route.
-    for (const auto& [mul, unit] : {std::pair{1, 100}, {10, 1000}, {1, 300}}) {
-        fenxi::Bars bars = AtUnit(head, mul);
-        bars.unit = unit;
+    auto check = [&](const fenxi::Bars& bars, int period, bool replace, int mul) {
         const int n = static_cast<int>(bars.bars.size());
         for (const OperationSpec& op : fenxi::Operations()) {
             std::vector<int> params;
             for (int k = 0; k < op.paramCount; ++k) {
                 const fenxi::ParamSpec& s = op.params[k];
-                params.push_back(std::min(s.defaultValue, std::max(s.min, 7)));
+                // A shifted line reads bars ahead: a stream never holds it.
+                params.push_back(k == op.tailParam ? 0
+                                 : replace         ? std::min(s.defaultValue, std::max(s.min, period))
+                                                   : std::clamp(period, s.min, s.max));
             }
             const fenxi::Lines want = fenxi::Compute(op.name, params, bars);
             ASSERT_TRUE(want.ok()) << want.error.message;
@@ -159,6 +163,7 @@ TEST(Registry, StreamsEqualARecompute) {
                 auto got = stream.Append(bar);
                 for (int k = 0; k < op.lineCount; ++k)
                     ASSERT_TRUE(SameBits(got[k], want.values[k][i])) << Name(op, k) << " append " << i;
+                if (!replace) continue;
                 prefix.bars.push_back(bar);
                 if (rng() % 40 != 0) continue;
                 UNIKDATA forming = bar;
@@ -177,7 +182,15 @@ TEST(Registry, StreamsEqualARecompute) {
             }
             EXPECT_EQ(stream.size(), n);
         }
+    };
+    const std::vector<UNIKDATA> head(sample.begin() + 1000, sample.begin() + 1600);
+    // Unit 300 makes the converted prices fractional: the ordered sums' route.
+    for (const auto& [mul, unit] : {std::pair{1, 100}, {10, 1000}, {1, 300}}) {
+        fenxi::Bars bars = AtUnit(head, mul);
+        bars.unit = unit;
+        check(bars, 7, true, mul);
     }
+    check(fenxi::Bars{sample, 100}, 150, false, 1);
 }
 
 TEST(Columnar, ErrorsNameTheOffender) {
