@@ -29,14 +29,6 @@ public:
     }
     // Contiguous arrays, set per column with Bind.
     static LineOut Columns() { return LineOut{}; }
-    // One bar's columns, row[0 .. kColumns-1], whatever the bar index: a
-    // stream's newest values.
-    static LineOut Single(double* row) {
-        LineOut v;
-        v.stride_ = 0;
-        for (int c = 0; c < kColumns; ++c) v.col_[c] = row + c;
-        return v;
-    }
     void Bind(int c, double* values) { col_[c] = values; }
 
     double* Column(int c) const { return col_[c]; }
@@ -81,7 +73,6 @@ namespace detail {
 // is these same steps in a loop (see core/stepped.h), so a stream that keeps
 // the state between appends gives the pass's bits.
 struct Stepper {
-    std::size_t size;  // bytes of state, at most kStateBytes
     void (*start)(void* state, int unit, const std::int32_t* p);
     // Writes bar i from the state `before` it and leaves the state after it
     // in `after`; bars[i - history .. i - 1] are at hand. `first` on the
@@ -89,7 +80,7 @@ struct Stepper {
     void (*step)(const void* before, void* after, const UNIKDATA* bars, int i, bool first, const LineOut& out);
     std::int64_t (*history)(const std::int32_t* p);  // bars before i a step reads
 };
-constexpr std::size_t kStateBytes = 256;
+constexpr std::size_t kStateBytes = 256;  // the largest state
 
 // A kernel and the FenXi columns it writes (bit c for column c).
 struct Kernel {

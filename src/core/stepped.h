@@ -44,7 +44,7 @@ struct StepperOf {
             s.Next(b, i, o);
         *std::launder(static_cast<S*>(after)) = s;
     }
-    static constexpr Stepper kValue{sizeof(S), &Start, &Step, &S::History};
+    static constexpr Stepper kValue{&Start, &Step, &S::History};
 };
 
 // The kernel of step type S, writing `writes`.

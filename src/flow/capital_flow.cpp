@@ -97,11 +97,7 @@ struct ZjSteps {
     void Next(const UNIKDATA* b, int i, const LineOut& o) {
         total = DirectionalTotal(total, b[i], b[i - 1]);
         o(0, i) = total / 100.0;
-        if (i >= 65) {
-            double sum = 0.0;
-            for (int j = i - 64; j <= i; ++j) sum += o(0, j);
-            o(1, i) = sum / 65.0;
-        }
+        if (i >= 65) o(1, i) = ma(o, i, 65, 0);
         if (i < 2) return;
         const double two = (0.0 + o(0, i - 1) + o(0, i)) * 0.5;
         double ldx = two - o(1, i);

@@ -187,10 +187,8 @@ struct ChipSteps {
         if (i < N) {
             o(3, i) = o(4, i) = o(5, i) = 0;
         } else {
-            double s[3] = {0, 0, 0};
-            for (int c = 0; c < 3 && N >= 1; ++c)
-                for (int j = i - N + 1; j <= i; ++j) s[c] += o(c, j);
-            for (int c = 0; c < 3; ++c) o(3 + c, i) = s[c];
+            double s[3];
+            for (int c = 0; c < 3; ++c) o(3 + c, i) = s[c] = sum(o, i, N, c);
             pct6 = s[0] == 0.0 ? 0 : s[1] / s[0] * 100.0;
             pct8 = s[0] == 0.0 ? 0 : s[2] / s[0] * 100.0;
         }

@@ -150,12 +150,6 @@ void Osc(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 
 // One bar of each, the averages summed in order over the line written
 // before them.
-double ColumnMean(const LineOut& o, int c, int i, int m) {
-    double total = 0.0;
-    for (int j = i - m + 1; j <= i; ++j) total += o(c, j);
-    return total / m;
-}
-
 struct RocSteps {
     int period;
     static constexpr int kAhead[] = {1};
@@ -173,7 +167,7 @@ struct MtmSteps {
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
     void Next(const UNIKDATA* b, int i, const LineOut& o) const {
         if (i >= period) o(1, i) = mtm(b, unit, i + 1, i, period);
-        if (i >= std::int64_t{period} + average - 1) o(2, i) = ColumnMean(o, 1, i, average);
+        if (i >= std::int64_t{period} + average - 1) o(2, i) = ma(o, i, average, 1);
     }
 };
 
@@ -186,7 +180,7 @@ struct OscSteps {
     void Next(const UNIKDATA* b, int i, const LineOut& o) const {
         if (i < period) return;
         o(0, i) = osc(b, unit, i + 1, i, period) * 100.0;
-        if (average > 0 && i >= std::int64_t{period} + average - 1) o(1, i) = ColumnMean(o, 0, i, average);
+        if (average > 0 && i >= std::int64_t{period} + average - 1) o(1, i) = ma(o, i, average, 0);
     }
 };
 
@@ -223,7 +217,7 @@ struct CciSteps {
             o(3, i) = o(4, i) = o(5, i) = 0;
             return;
         }
-        const double m = ColumnMean(o, 2, i, period);
+        const double m = ma(o, i, period, 2);
         double spread = 0.0;
         for (int j = i - period + 1; j <= i; ++j) spread += std::fabs(m - o(2, j));
         const double d = spread / period;

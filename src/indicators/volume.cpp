@@ -37,17 +37,18 @@ double WvadSum(const UNIKDATA* bars, const FENXIDATA* rows, int i, int period) {
 
 // VR of bar i >= period: (up + level) / (down + level) x 100 of close x
 // volume over the `period` bars before it (the bar itself is not in its
-// span), summed newest first.
+// span), summed newest first. Each bar adds its money to one sum and +0.0 to
+// the other two, which leaves them as they were: the sums start at +0.0 and
+// +0.0 + -0.0 is +0.0, so none is ever -0.0. Without branches the loop does
+// not hang on the bars' direction.
 double VolumeRatio(const UNIKDATA* bars, double f, int i, int period) {
     double up = 0.0, down = 0.0, flat = 0.0;
     for (int j = i - 1; j >= i - period; --j) {
         const double money = f * bars[j].Close * static_cast<double>(bars[j].Volume);
-        if (bars[j].Close > bars[j].Open)
-            up += money;
-        else if (bars[j].Close < bars[j].Open)
-            down += money;
-        else
-            flat += money;
+        const bool rising = bars[j].Close > bars[j].Open, falling = bars[j].Close < bars[j].Open;
+        up += rising ? money : 0.0;
+        down += falling ? money : 0.0;
+        flat += rising || falling ? 0.0 : money;
     }
     return down + flat == 0.0 ? 0.0 : (up + flat) / (down + flat) * 100.0;
 }
@@ -89,10 +90,7 @@ struct ObvSteps {
     void Next(const UNIKDATA* b, int i, const LineOut& o) {
         total = DirectionalTotal(total, b[i], b[i - 1]);
         o(0, i) = total / 100.0;
-        if (i < period) return;
-        double sum = 0.0;
-        for (int j = i - period + 1; j <= i; ++j) sum += o(0, j);
-        o(1, i) = sum / period;
+        if (i >= period) o(1, i) = ma(o, i, period, 0);
     }
 };
 
@@ -120,6 +118,17 @@ struct VolSteps {
 };
 
 // VR of each bar from bar N into column 0, 0 before.
+void Vr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    const int period = p[0];
+    const double f = PriceFactor(unit);
+    for (int i = 0; i < std::min(period, n); ++i) o(0, i) = 0.0;
+    for (int i = period; i < n; ++i) {
+        o.Ahead(0, i);
+        o(0, i) = VolumeRatio(b, f, i, period);
+    }
+}
+
+// The same one bar at a time.
 struct VrSteps {
     double f;
     int period;
@@ -187,7 +196,7 @@ using detail::Cols;
 const detail::Kernel WVAD = detail::WithSteps<WvadSteps>(&Wvad, Cols({1, 2, 3})),
                      VOL = detail::WithSteps<VolSteps>(&Vol, Cols({0, 2, 3})),
                      OBV = detail::WithSteps<ObvSteps>(&Obv, Cols({0, 1})),
-                     VOL1 = detail::SteppedKernel<Vol1Steps>(Cols({0})), VR = detail::SteppedKernel<VrSteps>(Cols({0}));
+                     VOL1 = detail::SteppedKernel<Vol1Steps>(Cols({0})), VR = detail::WithSteps<VrSteps>(&Vr, Cols({0}));
 
 }  // namespace fenxi::kernels
 
