@@ -258,11 +258,8 @@ void CAnalysisTechniques::GeneratePSY(UNIKDATA* bars, int, FENXIDATA*& out, int 
 
 void CAnalysisTechniques::UpdatePSY(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period) {
     if (!CanUpdate(bars, out, count) || period <= 0) return;
-    const int i = count - 1;
-    if (i >= period - 1)
-        PsyRow(bars, count, i, period, out[i]);
-    else
-        out[i].FenXi[3] = out[i].FenXi[4] = out[i].FenXi[5] = 0;
+    const std::int32_t p[] = {period};
+    detail::StepNewest<kernels::PsySteps>(bars, 0, out, count, p);
 }
 
 void CAnalysisTechniques::GenerateROC(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period,
@@ -281,8 +278,8 @@ void CAnalysisTechniques::GenerateROC(UNIKDATA* bars, int, FENXIDATA*& out, int 
 
 void CAnalysisTechniques::UpdateROC(UNIKDATA* bars, int, FENXIDATA*& out, int count, int period) {
     if (!CanUpdate(bars, out, count) || period < 0) return;
-    const int i = count - 1;
-    out[i].FenXi[1] = i < period ? 0 : Roc(bars, i, period);
+    const std::int32_t p[] = {period};
+    detail::StepNewest<kernels::RocSteps>(bars, 0, out, count, p);
 }
 
 void CAnalysisTechniques::GenerateMTM(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
@@ -304,9 +301,8 @@ void CAnalysisTechniques::GenerateMTM(UNIKDATA* bars, int unit, FENXIDATA*& out,
 
 void CAnalysisTechniques::UpdateMTM(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period, int average) {
     if (!CanUpdate(bars, out, count) || period < 1 || average < 1) return;
-    const int i = count - 1;
-    if (i >= period) out[i].FenXi[1] = mtm(bars, unit, count, i, period);
-    if (i >= std::int64_t{period} + average - 1) out[i].FenXi[2] = sum(out, count, i, average, 1) / average;
+    const std::int32_t p[] = {period, average};
+    detail::StepNewest<kernels::MtmSteps>(bars, unit, out, count, p);
 }
 
 void CAnalysisTechniques::GenerateOSC(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,
@@ -327,11 +323,8 @@ void CAnalysisTechniques::GenerateOSC(UNIKDATA* bars, int unit, FENXIDATA*& out,
 
 void CAnalysisTechniques::UpdateOSC(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period, int average) {
     if (!CanUpdate(bars, out, count) || period <= 0) return;
-    const int i = count - 1;
-    if (i < period) return;
-    out[i].FenXi[0] = osc(bars, unit, count, i, period) * 100.0;
-    if (average > 0 && i >= std::int64_t{period} + average - 1)
-        out[i].FenXi[1] = sum(out, count, i, average, 0) / average;
+    const std::int32_t p[] = {period, average};
+    detail::StepNewest<kernels::OscSteps>(bars, unit, out, count, p);
 }
 
 void CAnalysisTechniques::GenerateCCI(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period,

@@ -16,25 +16,6 @@ void SetCountScale(FENXIDATA_PROPERTY* property, const char* format) {
     SetFormat(property, format);
 }
 
-// Body over range of one bar: FenXi[1] = converted (close - open),
-// FenXi[2] = converted (high - low), differences formed in 32-bit integers.
-void BodyAndRange(const UNIKDATA& bar, double f, FENXIDATA& row) {
-    row.FenXi[1] = Int32Term(std::int64_t{bar.Close} - bar.Open) * f;
-    row.FenXi[2] = Int32Term(std::int64_t{bar.High} - bar.Low) * f;
-}
-
-// Sum over bars i down to i-period+1 of body/range * amount / 100000, bars
-// without range or with amount <= 0 left out.
-double WvadSum(const UNIKDATA* bars, const FENXIDATA* rows, int i, int period) {
-    double total = 0.0;
-    for (int j = i; j > i - period; --j) {
-        const double range = rows[j].FenXi[2];
-        if (range == 0.0 || bars[j].Amount <= 0) continue;
-        total += rows[j].FenXi[1] / range * bars[j].Amount / 100000.0;
-    }
-    return total;
-}
-
 // VR of bar i >= period: (up + level) / (down + level) x 100 of close x
 // volume over the `period` bars before it (the bar itself is not in its
 // span), summed newest first. Each bar adds its money to one sum and +0.0 to
@@ -288,9 +269,8 @@ void CAnalysisTechniques::GenerateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out
 
 void CAnalysisTechniques::UpdateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period) {
     if (!CanUpdate(bars, out, count)) return;
-    const int i = count - 1;
-    BodyAndRange(bars[i], PriceFactor(unit), out[i]);
-    out[i].FenXi[3] = (i < period - 1 || period < 1) ? 0.0 : WvadSum(bars, out, i, period);
+    const std::int32_t p[] = {period};
+    detail::StepNewest<kernels::WvadSteps>(bars, unit, out, count, p);
 }
 
 void CAnalysisTechniques::UpdateVOL1(UNIKDATA*, int, FENXIDATA*&, int) {}
