@@ -53,6 +53,32 @@ constexpr double kTiny = 2.2250738585072014e-308, kHuge = 1.7976931348623157e308
 // 0 where the range is empty. The extremes start from the smallest normal
 // and the largest double, so a window of no bars keeps those. Columns 8-10
 // hold the converted high, low and close, 6-7 the last line's extremes.
+// extremes(k, h, l) takes line k's window into h and l.
+template <class Extremes>
+void WrBar(const UNIKDATA* b, double f, int i, int lines, const LineOut& o, Extremes extremes) {
+    const double c = b[i].Close * f;
+    o(8, i) = b[i].High * f;
+    o(9, i) = b[i].Low * f;
+    o(10, i) = c;
+    double h = kTiny, l = kHuge;
+    for (int k = 0; k < lines; ++k) {
+        h = kTiny, l = kHuge;
+        extremes(k, h, l);
+        o(3 + k, i) = (h == l ? 0.0 : (h - c) * 100.0 / (h - l)) * 100;
+    }
+    o(6, i) = h;
+    o(7, i) = l;
+    if (lines == 2) o(5, i) *= 100;
+}
+
+// The window's extremes walked over the converted highs and lows.
+void WalkExtremes(const UNIKDATA* b, double f, int i, int period, double& h, double& l) {
+    for (std::int64_t j = std::max<std::int64_t>(0, std::int64_t{i} - period + 1); j <= i; ++j) {
+        if (b[j].High * f > h) h = b[j].High * f;
+        if (b[j].Low * f < l) l = b[j].Low * f;
+    }
+}
+
 void Wr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
     const double f = PriceFactor(unit);
     const int lines = p[2] > 0 ? 3 : 2;
@@ -73,28 +99,12 @@ void Wr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut
     for (int i = 0; i < n; ++i) {
         o.Ahead(3, i);
         o.Ahead(10, i);
-        const double c = b[i].Close * f;
-        o(8, i) = b[i].High * f;
-        o(9, i) = b[i].Low * f;
-        o(10, i) = c;
-        double h = kTiny, l = kHuge;
-        for (int k = 0; k < lines; ++k) {
-            h = kTiny, l = kHuge;
-            if (p[k] >= 1 && exact) {
-                const double hv = highs[k][i] * f, lv = lows[k][i] * f;
-                if (hv > h) h = hv;
-                if (lv < l) l = lv;
-            } else {
-                for (std::int64_t j = std::max<std::int64_t>(0, std::int64_t{i} - p[k] + 1); j <= i; ++j) {
-                    if (b[j].High * f > h) h = b[j].High * f;
-                    if (b[j].Low * f < l) l = b[j].Low * f;
-                }
-            }
-            o(3 + k, i) = (h == l ? 0.0 : (h - c) * 100.0 / (h - l)) * 100;
-        }
-        o(6, i) = h;
-        o(7, i) = l;
-        if (lines == 2) o(5, i) *= 100;
+        WrBar(b, f, i, lines, o, [&](int k, double& h, double& l) {
+            if (p[k] < 1 || !exact) return WalkExtremes(b, f, i, p[k], h, l);
+            const double hv = highs[k][i] * f, lv = lows[k][i] * f;
+            if (hv > h) h = hv;
+            if (lv < l) l = lv;
+        });
     }
 }
 
@@ -126,8 +136,7 @@ void Kd(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) 
     });
 }
 
-// One bar of WR: the window walked over the converted highs and lows (the
-// extremes of the converted values, as the pass's integer extremes give).
+// One bar of WR, its windows walked.
 struct WrSteps {
     double f;
     int p[3], lines;
@@ -136,22 +145,7 @@ struct WrSteps {
     WrSteps(int unit, const std::int32_t* q) : f(PriceFactor(unit)), p{q[0], q[1], q[2]}, lines(q[2] > 0 ? 3 : 2) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
     void Next(const UNIKDATA* b, int i, const LineOut& o) const {
-        const double c = b[i].Close * f;
-        o(8, i) = b[i].High * f;
-        o(9, i) = b[i].Low * f;
-        o(10, i) = c;
-        double h = kTiny, l = kHuge;
-        for (int k = 0; k < lines; ++k) {
-            h = kTiny, l = kHuge;
-            for (std::int64_t j = std::max<std::int64_t>(0, std::int64_t{i} - p[k] + 1); j <= i; ++j) {
-                if (o(8, j) > h) h = o(8, j);
-                if (o(9, j) < l) l = o(9, j);
-            }
-            o(3 + k, i) = (h == l ? 0.0 : (h - c) * 100.0 / (h - l)) * 100;
-        }
-        o(6, i) = h;
-        o(7, i) = l;
-        if (lines == 2) o(5, i) *= 100;
+        WrBar(b, f, i, lines, o, [&](int k, double& h, double& l) { WalkExtremes(b, f, i, p[k], h, l); });
     }
 };
 
