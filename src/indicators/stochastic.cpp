@@ -122,17 +122,31 @@ void Kdj(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o)
 
 // KD: the RSV into column 2; K seeded from the previous RSV on bar 1, D from
 // K on bar 2, both x100 into columns 3 and 4; the cells before are left as
-// they were and scaled x100 like the rest.
-void Kd(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o) {
+// they were and scaled x100 like the rest. Put takes bar i's RSV; the pass
+// takes the RSVs of sliding windows, a step walks its window.
+struct KdSteps {
+    int p[3];
     double previous = 0.0, k = 0.0, d = 0.0;
-    RsvValues(b, n, p[0], [&](int i, double rsv) {
-        o.Ahead(2, i);
-        o(2, i) = rsv;
-        if (i >= 1) k = Smooth(i == 1 ? previous : k, rsv, p[1]);
+    static constexpr int kAhead[] = {2};
+    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 3; }
+    KdSteps(int, const std::int32_t* q) : p{q[0], q[1], q[2]} {}
+    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
+    void Next(const UNIKDATA* b, int i, const LineOut& o) { Put(i, rsv(b, 0, i + 1, i, p[0]), o); }
+    void Put(int i, double v, const LineOut& o) {
+        o(2, i) = v;
+        if (i >= 1) k = Smooth(i == 1 ? previous : k, v, p[1]);
         if (i >= 2) d = Smooth(i == 2 ? previous : d, k, p[2]);
-        previous = i == 0 ? rsv : k;  // the RSV of bar 0, then K of the bar before
+        previous = i == 0 ? v : k;  // the RSV of bar 0, then K of the bar before
         o(3, i) = i >= 1 ? k * 100 : o(3, i) * 100;
         o(4, i) = i >= 2 ? d * 100 : o(4, i) * 100;
+    }
+};
+
+void Kd(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
+    KdSteps s(unit, p);
+    RsvValues(b, n, p[0], [&](int i, double v) {
+        o.Ahead(2, i);
+        s.Put(i, v, o);
     });
 }
 
@@ -172,25 +186,6 @@ struct KdjSteps {
         k = Smooth(k, v, p[1]);
         d = Smooth(d, k, p[2]);
         Write(o, i, v);
-    }
-};
-
-// One bar of KD, as the pass's loop body.
-struct KdSteps {
-    int p[3];
-    double previous = 0.0, k = 0.0, d = 0.0;
-    static constexpr int kAhead[] = {2};
-    static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 3; }
-    KdSteps(int, const std::int32_t* q) : p{q[0], q[1], q[2]} {}
-    void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
-    void Next(const UNIKDATA* b, int i, const LineOut& o) {
-        const double v = rsv(b, 0, i + 1, i, p[0]);
-        o(2, i) = v;
-        if (i >= 1) k = Smooth(i == 1 ? previous : k, v, p[1]);
-        if (i >= 2) d = Smooth(i == 2 ? previous : d, k, p[2]);
-        previous = i == 0 ? v : k;  // the RSV of bar 0, then K of the bar before
-        o(3, i) = i >= 1 ? k * 100 : o(3, i) * 100;
-        o(4, i) = i >= 2 ? d * 100 : o(4, i) * 100;
     }
 };
 
