@@ -5,12 +5,14 @@
 //   void First(const UNIKDATA* b, const LineOut& o)          bar 0
 //   void Next(const UNIKDATA* b, int i, const LineOut& o)    bar i > 0
 //   static std::int64_t History(const std::int32_t* p)      bars before i read
-//   static constexpr int kAhead[]                           columns to prefetch
+//   static constexpr int kAhead[]   columns to prefetch (a kernel whose pass
+//                                   is these steps)
 // Next may read back the columns it wrote for bars i - History .. i - 1.
 // The kernel's pass runs First and then Next over the bars with the state in
 // registers; a stream keeps the state and takes one Next per bar.
 #pragma once
 
+#include <cstddef>
 #include <new>
 #include <type_traits>
 
@@ -42,7 +44,7 @@ struct StepperOf {
             s.First(b, o);
         else
             s.Next(b, i, o);
-        *std::launder(static_cast<S*>(after)) = s;
+        ::new (after) S(s);
     }
     static constexpr Stepper kValue{&Start, &Step, &S::History};
 };

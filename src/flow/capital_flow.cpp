@@ -90,7 +90,6 @@ void Zj(const UNIKDATA* b, int, int n, const std::int32_t*, const LineOut& o) {
 struct ZjSteps {
     double total = 0.0;
     bool adjusting = false, upside = false;
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t*) { return 70; }
     ZjSteps(int, const std::int32_t*) {}
     void First(const UNIKDATA*, const LineOut& o) { o(0, 0) = 0.0; }

@@ -168,7 +168,6 @@ struct ChipSteps {
     int N;
     double p6[2] = {0, 0}, p8[2] = {0, 0};  // the percentages of bars i-2 and i-1
     double before = 0.0;                    // the smoothed value (DH: column 6) of bar i-1
-    static constexpr int kAhead[] = {6};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 4; }
     ChipSteps(int unit, const std::int32_t* p) : k(PriceFactor(unit)), N(p[0]) {}
     void First(const UNIKDATA* b, const LineOut& o) {

@@ -46,7 +46,6 @@ struct ExtremeSteps {
     int period;
     bool convert;
     double f;
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[1]} + 1; }
     ExtremeSteps(int unit, const std::int32_t* p)
         : field(kFields[p[0]]), period(p[1]), convert(highest || p[0] != CAnalysisTechniques::KI_LOW),

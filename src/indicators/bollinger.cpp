@@ -81,7 +81,6 @@ struct BollSteps {
     double f, mean = 0.0;
     int period, up, down;
     bool withBars;
-    static constexpr int kAhead[] = {0, 8};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 1; }
     BollSteps(int unit, const std::int32_t* p)
         : f(PriceFactor(unit)), period(p[0]), up(p[1]), down(p[2]), withBars(p[3] != 0) {}

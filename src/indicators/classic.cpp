@@ -746,7 +746,6 @@ void Mass(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
 template <RowFn row, int periods>
 struct ClassicSteps {
     double f, p[kMaxParams];
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t* p) {
         std::int64_t total = 0;
         for (int k = 0; k < periods; ++k) total += p[k];

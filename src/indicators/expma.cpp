@@ -32,7 +32,6 @@ void Expma(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const Line
 struct ExpmaSteps {
     double f, keep, div, e = 0.0;
     bool shifted;
-    static constexpr int kAhead[] = {2};
     static std::int64_t History(const std::int32_t*) { return 0; }
     ExpmaSteps(int unit, const std::int32_t* p)
         : f(PriceFactor(unit)), keep(Int32Term(std::int64_t{p[0]} - 1)), div(Int32Term(std::int64_t{p[0]} + 1)),

@@ -152,7 +152,6 @@ void Osc(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 // before them.
 struct RocSteps {
     int period;
-    static constexpr int kAhead[] = {1};
     static std::int64_t History(const std::int32_t* p) { return p[0]; }
     RocSteps(int, const std::int32_t* p) : period(p[0]) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -161,7 +160,6 @@ struct RocSteps {
 
 struct MtmSteps {
     int unit, period, average;
-    static constexpr int kAhead[] = {1};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + p[1]; }
     MtmSteps(int u, const std::int32_t* p) : unit(u), period(p[0]), average(p[1]) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -173,7 +171,6 @@ struct MtmSteps {
 
 struct OscSteps {
     int unit, period, average;
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + p[1]; }
     OscSteps(int u, const std::int32_t* p) : unit(u), period(p[0]), average(p[1]) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -186,7 +183,6 @@ struct OscSteps {
 
 struct PsySteps {
     int period;
-    static constexpr int kAhead[] = {3};
     static std::int64_t History(const std::int32_t* p) { return p[0]; }
     PsySteps(int, const std::int32_t* p) : period(p[0]) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -207,7 +203,6 @@ struct PsySteps {
 struct CciSteps {
     double f, cci = 66.66666666666667;
     int period;
-    static constexpr int kAhead[] = {3};
     static std::int64_t History(const std::int32_t* p) { return p[0]; }
     CciSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), period(p[0]) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }

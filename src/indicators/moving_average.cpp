@@ -64,7 +64,6 @@ struct MaSteps {
     double f;
     int p[K];
     WindowMean mean[K];
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t* p) { return Longest(p, K); }
     MaSteps(int unit, const std::int32_t* q) : f(PriceFactor(unit)) { std::copy(q, q + K, p); }
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -78,7 +77,6 @@ struct ChannelSteps {
     double f;
     int p;
     WindowMean mean[4];
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t* p) { return p[0]; }
     ChannelSteps(int unit, const std::int32_t* q) : f(PriceFactor(unit)), p(q[0]) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -91,7 +89,6 @@ struct ChannelSteps {
 struct LifeSteps {
     double f;
     WindowMean mean[2];
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t*) { return kLifeLinePeriods[1]; }
     LifeSteps(int unit, const std::int32_t*) : f(PriceFactor(unit)) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }

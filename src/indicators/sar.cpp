@@ -94,7 +94,6 @@ struct SarSteps {
     double f, sar = 0.0;
     int period;
     SarState state;
-    static constexpr int kAhead[] = {4};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 1; }
     SarSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), period(p[0]) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }

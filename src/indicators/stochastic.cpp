@@ -127,7 +127,6 @@ void Kdj(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o)
 struct KdSteps {
     int p[3];
     double previous = 0.0, k = 0.0, d = 0.0;
-    static constexpr int kAhead[] = {2};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 3; }
     KdSteps(int, const std::int32_t* q) : p{q[0], q[1], q[2]} {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -154,7 +153,6 @@ void Kd(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut
 struct WrSteps {
     double f;
     int p[3], lines;
-    static constexpr int kAhead[] = {3, 10};
     static std::int64_t History(const std::int32_t* p) { return std::max({p[0], p[1], p[2]}) + std::int64_t{1}; }
     WrSteps(int unit, const std::int32_t* q) : f(PriceFactor(unit)), p{q[0], q[1], q[2]}, lines(q[2] > 0 ? 3 : 2) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -167,7 +165,6 @@ struct WrSteps {
 struct KdjSteps {
     int p[3];
     double k = 0.0, d = 0.0;
-    static constexpr int kAhead[] = {2};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 3; }
     KdjSteps(int, const std::int32_t* q) : p{q[0], q[1], q[2]} {}
     void Write(const LineOut& o, int i, double v) const {

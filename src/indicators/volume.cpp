@@ -64,7 +64,6 @@ void Obv(const UNIKDATA* b, int, int n, const std::int32_t* p, const LineOut& o)
 struct ObvSteps {
     double total = 0.0;
     int period;
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 1; }
     ObvSteps(int, const std::int32_t* p) : period(p[0]) {}
     void First(const UNIKDATA*, const LineOut& o) { o(0, 0) = 0.0; }
@@ -88,7 +87,6 @@ struct Vol1Steps {
 struct VolSteps {
     int p[2];
     WindowMean mean[2];
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t* p) { return std::max(p[0], p[1]); }
     VolSteps(int, const std::int32_t* q) : p{q[0], q[1]} {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -113,7 +111,6 @@ void Vr(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut
 struct VrSteps {
     double f;
     int period;
-    static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t* p) { return p[0]; }
     VrSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), period(p[0]) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
@@ -153,7 +150,6 @@ void Wvad(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
 struct WvadSteps {
     double f;
     int period;
-    static constexpr int kAhead[] = {1};
     static std::int64_t History(const std::int32_t* p) { return p[0]; }
     WvadSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), period(p[0]) {}
     void First(const UNIKDATA* b, const LineOut& o) { Next(b, 0, o); }
