@@ -11,7 +11,7 @@ namespace {
 
 using E = CAnalysisTechniques;
 using K = CAnalysisTechniques::KLINE_INDEX;
-using steps::Classic;
+using classic::Classic;
 
 constexpr double kPrice = 10000.0;  // prices x10000
 constexpr double kPct = 100.0;      // percent x100
@@ -25,7 +25,7 @@ constexpr double kUnit = 0.0;       // raw integers in units of 1/unit
     [](E & e, UNIKDATA * b, int u, Row * &r, int n, [[maybe_unused]] const std::int32_t* p) { body; }
 #define FIRST(expr) [](const std::int32_t* p, int k) -> std::int64_t { (void)p; (void)k; return expr; }
 #define CLASSIC_FIRST(which) \
-    [](const std::int32_t* p, int k) -> std::int64_t { return steps::ClassicFirstValid(Classic::which, p, k); }
+    [](const std::int32_t* p, int k) -> std::int64_t { return classic::ClassicFirstValid(Classic::which, p, k); }
 
 constexpr ParamSpec Period(const char* name, int value) { return {name, value, 1, kMaxPeriod}; }
 

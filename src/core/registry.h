@@ -15,11 +15,11 @@ std::int64_t StreamMemory(const OperationSpec& op, const std::int32_t* p);
 
 }  // namespace fenxi::detail
 
-namespace fenxi::steps {
+namespace fenxi::classic {
 // The classic indicators' first valid bars.
 enum class Classic { DMI, ADX, DMA, BRAR, CR, ASI, Mike, TRIX, EMV, Chg, Chaikin, TSF, MASS, CSI, MAW, MAE, PC };
 std::int64_t ClassicFirstValid(Classic which, const std::int32_t* p, int line);
-}  // namespace fenxi::steps
+}  // namespace fenxi::classic
 
 // The one-pass kernels the families define.
 namespace fenxi::kernels {

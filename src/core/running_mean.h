@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cmath>
+#include <algorithm>
 #include <cstdint>
 
 namespace fenxi {
@@ -26,10 +27,11 @@ struct WindowMean {
     std::int64_t total = 0;
     int broken = 0;
 
-    // The mean over p >= 1 at bar i, x(j) giving value j for j = i-p .. i
-    // (the value leaving the window and those in it).
+    // The mean over p at bar i, x(j) giving value j for j = i-p .. i (the
+    // value leaving the window and those in it); 0.0 / p for p < 1.
     template <class X>
     double Next(int i, int p, X x) {
+        if (p < 1) return 0.0 / p;
         std::int64_t t = 0;
         if (ExactDouble(x(i), p, t))
             total += t;
@@ -46,6 +48,20 @@ struct WindowMean {
         double sum = 0.0;
         for (int j = i - p + 1; j <= i; ++j) sum += x(j);
         return sum / p;
+    }
+
+    // The state after bar i - 1: values max(0, i-p) .. i-1 in the window.
+    template <class X>
+    void Resume(int i, int p, X x) {
+        total = 0;
+        broken = 0;
+        std::int64_t t = 0;
+        for (int j = p < 1 ? i : std::max(0, i - p); j < i; ++j) {
+            if (ExactDouble(x(j), p, t))
+                total += t;
+            else
+                ++broken;
+        }
     }
 };
 

@@ -55,17 +55,17 @@ constexpr Kernel SteppedKernel(std::uint64_t writes, std::uint64_t leaves = 0) {
     return Kernel{&RunSteps<S>, writes, leaves, &StepperOf<S>::kValue};
 }
 
-// The newest row, bar n - 1 of rows[0 .. n-1], by one step of S from a
-// fresh state: for steps that carry nothing from bar to bar but what the
-// rows hold, as the class API's updaters use them.
+// The newest row, bar n - 1 of rows[0 .. n-1], by one step of S, as the
+// class API's updaters take it. A step type that carries state from bar to
+// bar rebuilds it from the rows and bars before bar i with
+// Resume(bars, i, o); the others start afresh.
 template <class S>
 void StepNewest(const UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const std::int32_t* p) {
     S s(unit, p);
     const LineOut o = LineOut::Rows(rows);
-    if (n == 1)
-        s.First(bars, o);
-    else
-        s.Next(bars, n - 1, o);
+    if (n == 1) return s.First(bars, o);
+    if constexpr (requires { s.Resume(bars, n - 1, o); }) s.Resume(bars, n - 1, o);
+    s.Next(bars, n - 1, o);
 }
 
 // A kernel whose pass takes whole-column routes of its own (exact running

@@ -1,7 +1,8 @@
 // The classic indicators beyond the detailed families: one row function per
-// indicator computes every column of row i from the bars and the earlier
-// rows, so the generator (all rows) and the updater (the last row) agree bit
-// for bit.
+// indicator computes every column of bar i from the bars and the columns of
+// the bars before it, through a view of rows or columns. It is the kernel's
+// per-bar step (streams), the updater's last row and the generator's route
+// for fractional parameters; the whole-series kernels give the same bits.
 #include <cmath>
 #include <initializer_list>
 #include <limits>
@@ -919,7 +920,7 @@ FENXI_CLASSIC(MASS, kMASS, COMMA int N1 COMMA double N2 COMMA double M COMMA dou
 #undef FENXI_CLASSIC
 
 // The first valid bars of the classic lines.
-namespace fenxi::steps {
+namespace fenxi::classic {
 namespace {
 
 constexpr const ClassicForm* kForms[] = {&kDMI, &kADX, &kDMA, &kBRAR, &kCR,   &kASI,  &kMike, &kTRIX, &kEMV,
@@ -940,4 +941,4 @@ std::int64_t ClassicFirstValid(Classic which, const std::int32_t* p, int line) {
     return Form(which).start(d, line);
 }
 
-}  // namespace fenxi::steps
+}  // namespace fenxi::classic

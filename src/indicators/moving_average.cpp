@@ -71,6 +71,9 @@ struct MaSteps {
         o(0, i) = b[i].Close * f;
         for (int j = 0; j < K; ++j) o(1 + j, i) = mean[j].Next(i, p[j], [&](int t) { return o(0, t); });
     }
+    void Resume(const UNIKDATA*, int i, const LineOut& o) {
+        for (int j = 0; j < K; ++j) mean[j].Resume(i, p[j], [&](int t) { return o(0, t); });
+    }
 };
 
 struct ChannelSteps {
@@ -143,6 +146,7 @@ struct EmaSteps {
         o(0, i) = x;
         o(1, i) = e;
     }
+    void Resume(const UNIKDATA*, int i, const LineOut& o) { e = o(1, i - 1); }
 };
 
 }  // namespace
@@ -184,9 +188,18 @@ void CAnalysisTechniques::GenerateMALines(UNIKDATA* bars, int unit, FENXIDATA*& 
 void CAnalysisTechniques::UpdateMALines(UNIKDATA* bars, int unit, FENXIDATA* rows, int n, const int* periods,
                                         int k) {
     if (!CanUpdate(bars, rows, n)) return;
-    const int i = n - 1;
-    rows[i].FenXi[0] = bars[i].Close * PriceFactor(unit);
-    for (int j = 1; j <= k; ++j) rows[i].FenXi[j] = sum(rows, n, i, periods[j - 1], 0) / periods[j - 1];
+    using detail::StepNewest;
+    using kernels::MaSteps;
+    switch (k) {
+        case 1: return StepNewest<MaSteps<1>>(bars, unit, rows, n, periods);
+        case 2: return StepNewest<MaSteps<2>>(bars, unit, rows, n, periods);
+        case 3: return StepNewest<MaSteps<3>>(bars, unit, rows, n, periods);
+        case 4: return StepNewest<MaSteps<4>>(bars, unit, rows, n, periods);
+        case 5: return StepNewest<MaSteps<5>>(bars, unit, rows, n, periods);
+        case 6: return StepNewest<MaSteps<6>>(bars, unit, rows, n, periods);
+        case 7: return StepNewest<MaSteps<7>>(bars, unit, rows, n, periods);
+        default: return;
+    }
 }
 
 void CAnalysisTechniques::GenerateMA1(UNIKDATA* bars, int unit, FENXIDATA*& out, int n, int p1,
@@ -347,12 +360,6 @@ void CAnalysisTechniques::GenerateEMA(UNIKDATA* bars, int unit, FENXIDATA*& out,
 
 void CAnalysisTechniques::UpdateEMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p) {
     if (!CanUpdate(bars, rows, n)) return;
-    const int i = n - 1;
-    const double x = bars[i].Close * PriceFactor(unit);
-    rows[i].FenXi[0] = x;
-    if (n == 1) {
-        rows[0].FenXi[1] = x;
-        return;
-    }
-    rows[i].FenXi[1] = (Int32Term(std::int64_t{p} - 1) * rows[i - 1].FenXi[1] + 2 * x) / Int32Term(std::int64_t{p} + 1);
+    const std::int32_t period[] = {p};
+    detail::StepNewest<kernels::EmaSteps>(bars, unit, rows, n, period);
 }
