@@ -78,14 +78,21 @@ struct BiasSteps {
             o(k, i) = (b[i].Close - avg) / avg * 100.0 * 100.0;
         }
     }
+    void Resume(const UNIKDATA* b, int i, const LineOut&) {
+        for (int k = 0; k < 3; ++k) {
+            total[k] = 0;
+            if (p[k] > 0)
+                for (int j = std::max(0, i - p[k]); j < i; ++j) total[k] += b[j].Close;
+        }
+    }
 };
 
 // The running sums stay exact while a window of closes sums below 2^53;
 // longer windows take BiasValues' ordered sums.
+bool Running(const std::int32_t* p) { return p[0] < (1 << 22) && p[1] < (1 << 22) && p[2] < (1 << 22); }
+
 void Bias(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOut& o) {
-    bool running = true;
-    for (int k = 0; k < 3; ++k) running = running && p[k] < (1 << 22);
-    if (running) return detail::RunSteps<BiasSteps>(b, unit, n, p, o);
+    if (Running(p)) return detail::RunSteps<BiasSteps>(b, unit, n, p, o);
     for (int k = 0; k < 3; ++k)
         if (p[k] > 0) BiasValues(b, unit, n, p[k], [&](int i, double v) { o(k, i) = v; });
 }
@@ -118,7 +125,8 @@ void CAnalysisTechniques::GenerateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out
 void CAnalysisTechniques::UpdateBIAS(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1,
                                      int period2, int period3) {
     if (!CanUpdate(bars, out, count)) return;
-    const int p[] = {period1, period2, period3};
+    const std::int32_t p[] = {period1, period2, period3};
+    if (kernels::Running(p)) return detail::StepNewest<kernels::BiasSteps>(bars, unit, out, count, p);
     for (int k = 0; k < 3; ++k) BiasColumn(bars, unit, out, count, count - 1, p[k], k);
 }
 
