@@ -68,10 +68,11 @@ inline double ma(const LineOut& o, int i, int period, int col) { return sum(o, i
 
 namespace detail {
 
-// The per-bar form of a kernel whose pass is a recurrence: its running state
-// as a trivially copyable value and one step per bar. The whole-column pass
-// is these same steps in a loop (see core/stepped.h), so a stream that keeps
-// the state between appends gives the pass's bits.
+// The per-bar form of a kernel: its running state as a trivially copyable
+// value and one step per bar (see core/stepped.h). Where the pass is a
+// recurrence it is these steps in a loop; where it takes whole-column routes
+// the steps are those routes' plain arithmetic, with the same bits. Streams
+// keep the state between appends.
 struct Stepper {
     void (*start)(void* state, int unit, const std::int32_t* p);
     // Writes bar i from the state `before` it and leaves the state after it
@@ -89,7 +90,7 @@ struct Kernel {
     // Columns it leaves unwritten on some bars that a line may show (a fresh
     // row buffer holds 0 there): the columnar route zeroes them first.
     std::uint64_t leaves = 0;
-    const Stepper* stepper = nullptr;  // its per-bar form, where it has one
+    const Stepper* stepper = nullptr;  // its per-bar form (every registry kernel has one)
 };
 
 constexpr std::uint64_t Cols(std::initializer_list<int> cs) {
