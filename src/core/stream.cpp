@@ -25,6 +25,10 @@ struct Stream::State {
     std::vector<UNIKDATA> bars;
     std::vector<double> out;
     double scale[kMaxLines] = {};
+    // Each line's first valid bar, formed once; a shifted line reads bars
+    // ahead, so a stream never holds a value of it (ValidRange's end).
+    std::int64_t firstBar[kMaxLines] = {};
+    bool ahead = false;
     // The states before and after the newest bar: states[now ^ 1], states[now].
     struct alignas(std::max_align_t) StepState {
         unsigned char bytes[detail::kStateBytes];
@@ -56,9 +60,7 @@ struct Stream::State {
         stepper->step(states[now ^ 1].bytes, states[now].bytes, bars.data(), static_cast<int>(i), count == 1, view);
         const double nan = std::numeric_limits<double>::quiet_NaN();
         for (int k = 0; k < op->lineCount; ++k) {
-            std::int64_t firstBar = 0, end = 0;
-            ValidRange(*op, p, k, count, firstBar, end);
-            const bool valid = count - 1 >= firstBar && count - 1 < end;
+            const bool valid = !ahead && count - 1 >= firstBar[k];
             out[k] = valid ? view(op->lines[k].column, i) / scale[k] : nan;
         }
         return out;
@@ -78,7 +80,11 @@ Stream::Stream(std::string_view name, std::span<const int> params, int unit) : s
         s.error = Error{Errc::UnitInvalid, -1, "unit " + std::to_string(unit) + " is not positive"};
         return;
     }
-    for (int k = 0; k < s.op->lineCount; ++k) s.scale[k] = TrueScale(*s.op, k, s.p, unit);
+    for (int k = 0; k < s.op->lineCount; ++k) {
+        s.scale[k] = TrueScale(*s.op, k, s.p, unit);
+        s.firstBar[k] = s.op->firstValid(s.p, k);
+    }
+    s.ahead = s.op->tailParam >= 0 && s.p[s.op->tailParam] > 0;
     s.keep = static_cast<std::size_t>(std::max<std::int64_t>(detail::StreamMemory(*s.op, s.p), 1) + 1);
     s.bars.resize(2 * s.keep + 64);
     s.stepper = s.op->kernel->stepper;

@@ -191,6 +191,9 @@ TEST(Registry, StreamsEqualARecompute) {
         check(bars, 7, true, mul);
     }
     check(fenxi::Bars{sample, 100}, 150, false, 1);
+    // Over any prefix the newest SHIFT bars of a shifted line hold no value.
+    fenxi::Stream shifted("EXPMA", {12, 3}, 100);
+    for (int i = 0; i < 50; ++i) ASSERT_TRUE(std::isnan(shifted.Append(sample[i])[0])) << i;
 }
 
 TEST(Columnar, ErrorsNameTheOffender) {
