@@ -146,7 +146,7 @@ void Wvad(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineO
 }
 
 // One bar: the window's terms summed newest first over the body and range
-// columns, bars without range or amount left out.
+// columns, bars without range or amount left out; 0 for N < 1.
 struct WvadSteps {
     double f;
     int period;
@@ -157,7 +157,7 @@ struct WvadSteps {
         o(1, i) = Int32Term(std::int64_t{b[i].Close} - b[i].Open) * f;
         o(2, i) = Int32Term(std::int64_t{b[i].High} - b[i].Low) * f;
         double total = 0.0;
-        if (i >= period - 1)
+        if (period >= 1 && i >= period - 1)
             for (int j = i; j > i - period; --j) {
                 const double range = o(2, j);
                 if (range == 0.0 || b[j].Amount <= 0) continue;
