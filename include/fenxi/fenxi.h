@@ -287,6 +287,7 @@ public:
     void UpdateOBV(UNIKDATA* bars, int unit, FENXIDATA*& out, int count);
     void UpdateVOL(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period1, int period2);
     void UpdateVR(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
+    // The last row's lines 1-3; line 3 is 0 for a period < 1 (any int).
     void UpdateWVAD(UNIKDATA* bars, int unit, FENXIDATA*& out, int count, int period);
 
     // Stochastics, x100 with ValueScale 100. KDJ: RSV (2), K (3), D (4),
