@@ -100,7 +100,7 @@ bool KeepsLock(const OperationSpec& op, int count) {
 
 std::string Where(const OperationSpec& op, const std::vector<std::int32_t>& p, int count, int unit) {
     std::string s = std::string(op.name) + " count " + std::to_string(count) + " unit " + std::to_string(unit) + " p";
-    for (int k = 0; k < std::max(op.paramCount, 1); ++k) s += " " + std::to_string(p[static_cast<std::size_t>(k)]);
+    for (int k = 0; k < std::max(op.paramCount, 1); ++k) s.append(" ").append(std::to_string(p[static_cast<std::size_t>(k)]));
     return s;
 }
 
