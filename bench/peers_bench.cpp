@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "extended_bars.h"
+#include "fenxi/formula.h"
 #include "fenxi/series.h"
 
 extern "C" {
@@ -276,6 +277,49 @@ void ChainFloor(int n, int reps) {
                 n, floor, ema, ema / floor);
 }
 
+// Formulas beside the routes they must keep up with, interleaved in one run:
+// the MACD formula against the built-in MACD's columns, MA(C,5) and
+// MA(C,250) against TA-Lib's SMA, STD(C,20) against TA-Lib's STDDEV.
+void FormulaTargets(int n, int reps) {
+    const Inputs in = Make(n);
+    Outputs mine(3, n), ta(1, n);
+    const fenxi::Formula macd("DIF:EMA(CLOSE,12)-EMA(CLOSE,26); DEA:EMA(DIF,9); MACD:(DIF-DEA)*2;"),
+        ma5("MA(C,5)"), ma250("MA(C,250)"), std20("STD(C,20)");
+    struct Pair {
+        const char* name;
+        std::function<void()> formula, reference;
+        const char* against;
+    };
+    const Pair pairs[] = {
+        {"MACD formula", [&] { macd.Run(in.bars); },
+         [&] {
+             if (fenxi::ComputeInto("MACD", std::vector<int>{12, 26, 9}, in.bars, mine.views)) std::abort();
+         },
+         "fenxi MACD columns"},
+        {"MA(C,5)", [&] { ma5.Run(in.bars); }, [&] { Ta(TA_SMA(0, n - 1, in.close.data(), 5, &b, &m, ta[0]), b); },
+         "TA-Lib SMA(5)"},
+        {"MA(C,250)", [&] { ma250.Run(in.bars); },
+         [&] { Ta(TA_SMA(0, n - 1, in.close.data(), 250, &b, &m, ta[0]), b); }, "TA-Lib SMA(250)"},
+        {"STD(C,20)", [&] { std20.Run(in.bars); },
+         [&] { Ta(TA_STDDEV(0, n - 1, in.close.data(), 20, 1.0, &b, &m, ta[0]), b); }, "TA-Lib STDDEV(20)"},
+    };
+    std::printf("\n%d bars: formulas, ns per bar, median of %d interleaved runs\n\n", n, reps);
+    std::printf("| formula | ns/bar | against | ns/bar | ratio |\n|---|---|---|---|---|\n");
+    for (const Pair& p : pairs) {
+        std::vector<double> times[2];
+        for (int r = 0; r < reps + 1; ++r)
+            for (int k = 0; k < 2; ++k) {
+                const int route = (k + r) % 2;
+                const auto t0 = Clock::now();
+                (route == 0 ? p.formula : p.reference)();
+                const double ns = std::chrono::duration<double, std::nano>(Clock::now() - t0).count() / n;
+                if (r > 0) times[route].push_back(ns);
+            }
+        const double f = Median(times[0]), ref = Median(times[1]);
+        std::printf("| %s | %.2f | %s | %.2f | %.2f |\n", p.name, f, p.against, ref, f / ref);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -286,6 +330,7 @@ int main(int argc, char** argv) {
     for (int n : sizes) {
         Run(n, n >= 500000 ? 9 : 31);
         ChainFloor(n, n >= 500000 ? 9 : 31);
+        FormulaTargets(n, n >= 500000 ? 9 : 31);
     }
     TA_Shutdown();
 }

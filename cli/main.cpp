@@ -17,6 +17,8 @@
 
 #include "bars_csv.h"
 #include "format.h"
+#include "formula_command.h"
+#include "input.h"
 #include "scan.h"
 #include "view.h"
 #include "fenxi/series.h"
@@ -32,46 +34,6 @@ namespace {
 
 constexpr const char* kSample = "daily_sz002032.csv";
 constexpr const char* kVersion = FENXI_VERSION;
-
-struct Input {
-    std::string path;
-    int unit = 0;
-    std::string code;
-    int market = -1;
-    bool keepSuspended = false;
-
-    BarFile Load() const {
-        BarFile f = ReadBars(path, ReadOptions{unit, keepSuspended});
-        if (!code.empty()) {
-            f.code = code;
-            f.marketFrom = "--code";
-        }
-        if (market >= 0) {
-            f.market = market;
-            f.marketFrom = "--market";
-        }
-        if (f.suspended > 0)
-            std::fprintf(stderr, "fenxi: %s: %d suspended rows (all prices 0) skipped; --keep-suspended keeps them\n",
-                         path.c_str(), f.suspended);
-        if (f.rounded > 0)
-            std::fprintf(stderr, "fenxi: %s: %d prices rounded to unit %d, by at most %.10g\n", path.c_str(), f.rounded,
-                         f.unit, f.roundedBy);
-        return f;
-    }
-};
-
-void AddInput(CLI::App* app, Input& in, bool required = true) {
-    auto* opt = app->add_option("-i,--input", in.path, "CSV file of bars ('-' reads standard input)");
-    if (required) opt->required();
-    app->add_option("--unit", in.unit,
-                    "price unit of the scaled integers (default: the largest power of ten up to the prices' decimals "
-                    "that keeps them within 32 bits)")
-        ->check(CLI::Range(1, 1000000000));
-    app->add_option("--code", in.code, "six-digit security code (default: from the file name)");
-    app->add_option("--market", in.market, "market: 0 Shenzhen, 1 Shanghai (default: from the code)")
-        ->check(CLI::Range(0, 1));
-    app->add_flag("--keep-suspended", in.keepSuspended, "keep rows whose prices are all 0 (skipped by default)");
-}
 
 struct Computed {
     std::vector<CAnalysisTechniques::FENXIDATA> rows;
@@ -636,6 +598,9 @@ int main(int argc, char** argv) {
     viewCmd->add_option("--pane", view.panes, "an oscillator pane, repeatable (default MACD and KDJ)");
     viewCmd->add_option("--assets", view.assets, "where view.js and the chart library are (default: found)");
 
+    FormulaOptions formulaOptions;
+    auto* formulaCmd = AddFormulaCommand(app, formulaOptions);
+
     Input flowIn;
     std::string which;
     auto* flow = app.add_subcommand("flow", "capital-flow line: zj (LDX_OBV_DIF) or sh");
@@ -656,6 +621,7 @@ int main(int argc, char** argv) {
         if (*signals) return Signals(sigIn, flags, signalsJson);
         if (*tips) return Tips(tipsIn, bar, tipsJson);
         if (*flow) return Flow(which, flowIn, flowJson);
+        if (*formulaCmd) return RunFormula(formulaOptions);
         if (*scan) return Scan(scanInputs, scanJobs, scanJson);
         if (*viewCmd) {
             if (!viewLines.empty()) {

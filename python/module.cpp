@@ -265,6 +265,8 @@ double TimeCompute(const std::string& name, const Column& open, const Column& hi
 
 }  // namespace
 
+void BindFormulas(py::module_& m);
+
 PYBIND11_MODULE(_fenxi, m) {
     m.doc() = "The fenxi engine: registry, columns, streams, systems, tips, tactics and charts.";
     py::class_<fenxi::Bars>(m, "Bars", "Bars in the engine's form: prices as integers in units of 1/unit.")
@@ -307,4 +309,5 @@ PYBIND11_MODULE(_fenxi, m) {
              py::arg("volume") = 0.0, py::arg("amount") = 0.0)
         .def_property_readonly("names", &PyStream::Names)
         .def("__len__", &PyStream::Size);
+    BindFormulas(m);
 }

@@ -2,13 +2,13 @@
 # Builds the libFuzzer targets with clang (ASan + UBSan) and runs each for a
 # bounded time from the checked-in seed corpus (default 15 s each). New
 # inputs go to a scratch folder; the checked-in corpus is only read.
-#   bash scripts/fuzz.sh [SECONDS] [TARGET...]    (targets: engine systems capi csv)
+#   bash scripts/fuzz.sh [SECONDS] [TARGET...]    (targets: engine systems capi csv formula)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-15}
 shift || true
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(engine systems capi csv)
+[ ${#targets[@]} -gt 0 ] || targets=(engine systems capi csv formula)
 bash scripts/deps.sh
 command -v clang++ >/dev/null || { echo "clang++ is needed: apt-get install -y clang libclang-rt-dev" >&2; exit 1; }
 CC=clang CXX=clang++ cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFENXI_BUILD_FUZZ=ON \
@@ -25,6 +25,8 @@ for target in "${targets[@]}"; do
   extra=()
   # The CSV reader also gets long inputs: fields of 100 kB and more, long numbers.
   [ "$target" = csv ] && extra=(-max_len=262144 -dict=fuzz/csv.dict)
+  # Formula texts: the language's tokens, texts up to past the 64 KiB bound.
+  [ "$target" = formula ] && extra=(-max_len=70000 -dict=fuzz/formula.dict)
   build/fuzz/fuzz/fuzz_$target -max_total_time="$seconds" -timeout=20 -rss_limit_mb=4096 -print_final_stats=1 \
     "${extra[@]}" "$scratch" fuzz/corpus/$target >"$log" 2>&1 || status=$?
   grep -E '^(stat::number_of_executed_units|stat::peak_rss_mb)|ERROR|SUMMARY|^ +#[0-9]+ 0x' "$log" | head -40 || true

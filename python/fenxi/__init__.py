@@ -22,7 +22,8 @@ import numpy as np
 from . import _fenxi
 from ._fenxi import Bars
 
-__all__ = ["Bars", "Stream", "bars", "chart", "compute", "operations", "sample", "scan", "signals", "tactics", "tips"]
+__all__ = ["Bars", "Formula", "FormulaError", "FormulaLibrary", "Stream", "bars", "chart", "compute", "formula",
+           "load_formulas", "operations", "sample", "scan", "signals", "tactics", "tips"]
 
 # Column names the tool reads, English or Chinese, to the engine's fields.
 _ALIASES = {
@@ -207,6 +208,109 @@ def sample():
     index = pd.to_datetime(pd.Series(columns.pop("date")).astype(str), format="%Y%m%d")
     columns.pop("time")
     return pd.DataFrame(columns, index=pd.DatetimeIndex(index, name="date"))
+
+
+class FormulaError(ValueError):
+    """A formula that does not compile, or a parameter value it refuses.
+
+    ``line`` and ``column`` (1-based, 0 where the error has no place in the
+    text) and ``message``; ``str()`` gives the message with the source line
+    and a caret under the column.
+    """
+
+    def __init__(self, error: tuple):
+        self.line, self.column, self.message, text = error
+        super().__init__(text)
+
+
+def _check(error) -> None:
+    if error is not None:
+        raise FormulaError(error)
+
+
+class FormulaStream:
+    """A formula kept running over a growing series of bars.
+
+    ``append(bar)`` adds a bar, ``replace_last(bar)`` replaces the forming
+    one; each returns a dict of the output lines' last values, equal to a
+    recompute over the same bars. Bars are as ``Stream`` takes them.
+    """
+
+    def __init__(self, stream, names):
+        self._stream = stream
+        self.names = names
+
+    def append(self, bar) -> dict:
+        return dict(zip(self.names, self._stream.append(*Stream._fields(bar))))
+
+    def replace_last(self, bar) -> dict:
+        return dict(zip(self.names, self._stream.replace_last(*Stream._fields(bar))))
+
+    def __len__(self) -> int:
+        return len(self._stream)
+
+
+class Formula:
+    """A formula text compiled once (see docs/formulas.md for the language).
+
+    ``names`` are its output lines, ``parameters`` its parameters (entries of
+    formula files declare them); ``run(data, **params)`` computes every line
+    over the bars, ``stream(unit=..., **params)`` keeps it running.
+    """
+
+    def __init__(self, text: str, library: "FormulaLibrary | None" = None, *, _compiled=None):
+        self._formula = _compiled if _compiled is not None else _fenxi.Formula(
+            text, library._library if library is not None else None)
+        _check(self._formula.error)
+        self.names = self._formula.names
+        self.parameters = self._formula.parameters
+        self.name = self._formula.name
+        self.description = self._formula.description
+
+    def run(self, data: Any, unit: int | None = None, **params):
+        result = self._formula.run(bars(data, unit), params)
+        if len(result) == 4:
+            raise FormulaError(result)
+        names, values = result
+        return _frame(data, dict(zip(names, values)))
+
+    def stream(self, unit: int = 100, **params) -> FormulaStream:
+        s = self._formula.stream(unit, params)
+        _check(s.error)
+        return FormulaStream(s, self.names)
+
+
+class FormulaLibrary:
+    """Entries of formula files: ``load(path)``, ``entries()``, ``lib[name]``."""
+
+    def __init__(self):
+        self._library = _fenxi.FormulaLibrary()
+
+    def load(self, path: str | os.PathLike) -> "FormulaLibrary":
+        _check(self._library.load_file(os.fspath(path)))
+        return self
+
+    def entries(self) -> list:
+        return self._library.entries()
+
+    def __getitem__(self, name: str) -> Formula:
+        found = self._library.find(name)
+        if found is None:
+            raise KeyError(name)
+        return Formula("", _compiled=found)
+
+    def __contains__(self, name: str) -> bool:
+        return self._library.find(name) is not None
+
+
+def load_formulas(path: str | os.PathLike) -> FormulaLibrary:
+    """The entries of a formula file."""
+    return FormulaLibrary().load(path)
+
+
+def formula(data: Any, text: str, unit: int | None = None, library: FormulaLibrary | None = None, **params):
+    """A formula's lines over the bars: a DataFrame on the input's index (a dict of arrays for arrays)."""
+    return Formula(text, library).run(data, unit=unit, **params)
 
 
 from ._scan import scan  # noqa: E402  (uses the functions above)

@@ -1,0 +1,28 @@
+// fenxi formula: a formula text, or an entry of a formula file, over a file
+// of bars.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+#include <vector>
+
+#include "input.h"
+
+namespace fenxi_cli {
+
+struct FormulaOptions {
+    std::string textOrName;           // the text, or with --file the entry's name
+    std::string file;                 // a formula file
+    std::vector<std::string> params;  // NAME=VALUE
+    bool json = false;
+    Input input;
+};
+
+// Adds the subcommand; its help lists the language's functions.
+CLI::App* AddFormulaCommand(CLI::App& app, FormulaOptions& options);
+// CSV (or JSON) of the output lines. A formula error prints
+// NAME:LINE:COLUMN: message, the line and a caret, and exits with 2.
+int RunFormula(const FormulaOptions& options);
+
+}  // namespace fenxi_cli

@@ -1,0 +1,152 @@
+// Formulas for Python: compiled texts and library entries, runs over Bars and
+// streams over float bars. Errors come back as (line, column, message,
+// formatted) tuples; the Python layer raises FormulaError from them.
+#include <pybind11/numpy.h>
+#include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
+
+#include <memory>
+
+#include "fenxi/formula.h"
+
+namespace py = pybind11;
+
+namespace {
+
+using ErrorTuple = std::tuple<int, int, std::string, std::string>;
+
+py::object ErrorOf(const fenxi::FormulaError& e, const std::string& name) {
+    if (!e) return py::none();
+    return py::cast(ErrorTuple{e.line, e.column, e.message, e.Format(name)});
+}
+
+fenxi::FormulaArgs Args(const py::dict& params) {
+    fenxi::FormulaArgs args;
+    for (const auto& [k, v] : params) args.emplace_back(py::str(k).cast<std::string>(), v.cast<double>());
+    return args;
+}
+
+// A compiled formula: owned, or an entry of a library kept alive beside it.
+struct PyFormula {
+    std::shared_ptr<const fenxi::FormulaLibrary> library;
+    fenxi::Formula owned;
+    const fenxi::Formula* entry = nullptr;  // a library's; else `owned`
+
+    PyFormula(const std::string& text, std::shared_ptr<const fenxi::FormulaLibrary> lib)
+        : library(std::move(lib)), owned(text, library.get()) {}
+    PyFormula(std::shared_ptr<const fenxi::FormulaLibrary> lib, const fenxi::Formula* e)
+        : library(std::move(lib)), entry(e) {}
+    // Not a stored pointer to `owned`: pybind11 moves these objects.
+    const fenxi::Formula& F() const { return entry ? *entry : owned; }
+
+    std::vector<std::string> Names() const {
+        std::vector<std::string> out;
+        for (const fenxi::FormulaOutput& o : F().outputs()) out.push_back(o.name);
+        return out;
+    }
+    py::list Parameters() const {
+        py::list out;
+        for (const fenxi::FormulaParam& p : F().parameters())
+            out.append(py::dict(py::arg("name") = p.name, py::arg("default") = p.defaultValue, py::arg("min") = p.min,
+                                py::arg("max") = p.max));
+        return out;
+    }
+    // (names, arrays) or an error tuple.
+    py::object Run(const fenxi::Bars& bars, const py::dict& params) const {
+        const fenxi::FormulaArgs args = Args(params);
+        fenxi::FormulaResult r;
+        {
+            py::gil_scoped_release free;
+            r = F().Run(bars, args);
+        }
+        if (r.formulaError) return ErrorOf(r.formulaError, "formula");
+        if (r.error) throw py::value_error(r.error.message);
+        py::list names, values;
+        for (fenxi::FormulaLine& l : r.lines) {
+            names.append(l.name);
+            values.append(py::array_t<double>(static_cast<py::ssize_t>(l.values.size()), l.values.data()));
+        }
+        return py::make_tuple(names, values);
+    }
+};
+
+class PyFormulaStream {
+public:
+    PyFormulaStream(const PyFormula& f, int unit, const py::dict& params)
+        : library_(f.library), unit_(unit), stream_(f.F().Stream(unit, Args(params))) {}
+    py::object Error() const { return ErrorOf(stream_.error(), "formula"); }
+    std::vector<double> Append(double o, double h, double l, double c, double v, double a) {
+        return Run(o, h, l, c, v, a, false);
+    }
+    std::vector<double> Replace(double o, double h, double l, double c, double v, double a) {
+        return Run(o, h, l, c, v, a, true);
+    }
+    std::int64_t Size() const { return stream_.size(); }
+
+private:
+    std::vector<double> Run(double o, double h, double l, double c, double v, double a, bool replace) {
+        const double opens[] = {o}, highs[] = {h}, lows[] = {l}, closes[] = {c}, volumes[] = {v}, amounts[] = {a};
+        fenxi::Bars one;
+        if (fenxi::Error e = fenxi::MakeBars({opens, highs, lows, closes, volumes, amounts, {}, {}, unit_}, one))
+            throw py::value_error(e.message);
+        const auto values = replace ? stream_.ReplaceLast(one.bars[0]) : stream_.Append(one.bars[0]);
+        return {values.begin(), values.end()};
+    }
+
+    std::shared_ptr<const fenxi::FormulaLibrary> library_;
+    int unit_;
+    fenxi::FormulaStream stream_;
+};
+
+struct PyLibrary {
+    std::shared_ptr<fenxi::FormulaLibrary> library = std::make_shared<fenxi::FormulaLibrary>();
+};
+
+}  // namespace
+
+void BindFormulas(py::module_& m) {
+    py::class_<PyLibrary>(m, "FormulaLibrary")
+        .def(py::init<>())
+        .def("load_file", [](PyLibrary& l, const std::string& path) { return ErrorOf(l.library->LoadFile(path), path); })
+        .def("load", [](PyLibrary& l, const std::string& text, const std::string& name) {
+            return ErrorOf(l.library->Load(text, name), name);
+        })
+        .def("entries", [](const PyLibrary& l) {
+            py::list out;
+            for (const fenxi::FormulaEntry& e : l.library->Entries())
+                out.append(py::dict(py::arg("name") = e.name, py::arg("description") = e.description,
+                                    py::arg("overlay") = e.overlay, py::arg("file") = e.file));
+            return out;
+        })
+        .def("find", [](const PyLibrary& l, const std::string& name) -> py::object {
+            const fenxi::Formula* f = l.library->Find(name);
+            if (f == nullptr) return py::none();
+            return py::cast(PyFormula(l.library, f));
+        });
+    py::class_<PyFormula>(m, "Formula")
+        .def(py::init([](const std::string& text, const PyLibrary* lib) {
+                 return PyFormula(text, lib ? lib->library : nullptr);
+             }),
+             py::arg("text"), py::arg("library") = nullptr)
+        .def_property_readonly("error", [](const PyFormula& f) { return ErrorOf(f.F().error(), "formula"); })
+        .def_property_readonly("names", &PyFormula::Names)
+        .def_property_readonly("parameters", &PyFormula::Parameters)
+        .def_property_readonly("name", [](const PyFormula& f) { return f.F().name(); })
+        .def_property_readonly("description", [](const PyFormula& f) { return f.F().description(); })
+        .def("run", &PyFormula::Run, py::arg("bars"), py::arg("params"))
+        .def("stream", [](const PyFormula& f, int unit, const py::dict& params) { return PyFormulaStream(f, unit, params); },
+             py::arg("unit"), py::arg("params"));
+    py::class_<PyFormulaStream>(m, "FormulaStream")
+        .def_property_readonly("error", &PyFormulaStream::Error)
+        .def("append", &PyFormulaStream::Append, py::arg("open"), py::arg("high"), py::arg("low"), py::arg("close"),
+             py::arg("volume") = 0.0, py::arg("amount") = 0.0)
+        .def("replace_last", &PyFormulaStream::Replace, py::arg("open"), py::arg("high"), py::arg("low"),
+             py::arg("close"), py::arg("volume") = 0.0, py::arg("amount") = 0.0)
+        .def("__len__", &PyFormulaStream::Size);
+    m.def("formula_functions", [] {
+        py::list out;
+        for (const fenxi::FormulaFunctionInfo& f : fenxi::FormulaFunctions())
+            out.append(py::make_tuple(f.signature, f.summary));
+        return out;
+    });
+}

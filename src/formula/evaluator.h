@@ -1,0 +1,63 @@
+// Runs a lowered formula over bars a block at a time: each node steps its
+// running state over the block into a contiguous column. A batch run is many
+// blocks; a stream's Append is a block of one, and ReplaceLast steps again
+// from the states taken before the last bar. Both are one code path.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "formula/program.h"
+
+namespace fenxi::formula {
+
+constexpr int kBlock = 256;
+
+struct Block {
+    const UNIKDATA* bars = nullptr;  // the block's bars
+    int count = 0;
+    std::int64_t first = 0;  // index of its first bar in the series
+    double unit = 1;
+    bool replacing = false;  // a stream replaces its newest bar
+};
+
+// One node's running state and step. The head is the plain state a stream
+// copies before each bar; Undo puts back what a step wrote elsewhere.
+class Step {
+public:
+    virtual ~Step() = default;
+    virtual void Run(const Block& b, const double* const* in, double* out) = 0;
+    virtual std::span<std::byte> Head() { return {}; }
+    virtual void Undo() {}
+};
+
+class Evaluator {
+public:
+    // `series` is the whole series for a batch run (operations are computed
+    // over it once); null for a stream, whose operations run as streams.
+    Evaluator(const Program& program, const Bars* series, int unit);
+    ~Evaluator();
+
+    void Run(const Block& b);
+    const double* Column(int node) const { return columns_.data() + static_cast<std::size_t>(node) * kBlock; }
+    const Program& program() const { return program_; }
+
+    // Stream support: the heads of every step, copied out and back.
+    void SaveHeads();
+    void RestoreHeads();
+
+    // A whole series; the lines of `program.outputs`.
+    static std::vector<std::vector<double>> RunAll(const Program& program, const Bars& bars);
+
+private:
+    const Program& program_;
+    std::vector<std::unique_ptr<Step>> steps_;
+    std::vector<double> columns_;
+    std::vector<const double*> inputs_;  // three per node
+    std::vector<std::byte> heads_;
+};
+
+}  // namespace fenxi::formula
