@@ -11,19 +11,28 @@ namespace fenxi::formula {
 
 namespace {
 
-// Values of bars i - capacity + 1 .. i, slot i % capacity. A step writes the
-// slot of its own bar and reads older ones only, so stepping the newest bar
-// again needs no undo.
-class Ring {
+// Values of bars i - capacity + 1 .. i (at least), slot i & mask: the
+// capacity is a power of two so that no step divides. A step writes the slot
+// of its own bar and reads older ones only, so stepping the newest bar again
+// needs no undo.
+std::int64_t PowerOfTwoAtLeast(std::int64_t n) {
+    std::int64_t c = 1;
+    while (c < n) c <<= 1;
+    return c;
+}
+
+template <class T>
+class Slots {
 public:
-    explicit Ring(std::int64_t capacity = 1)
-        : v_(static_cast<std::size_t>(std::max<std::int64_t>(capacity, 1))), cap_(std::max<std::int64_t>(capacity, 1)) {}
-    double& operator[](std::int64_t i) { return v_[static_cast<std::size_t>(i % cap_)]; }
+    explicit Slots(std::int64_t capacity = 1)
+        : v_(static_cast<std::size_t>(PowerOfTwoAtLeast(capacity))), mask_(static_cast<std::int64_t>(v_.size()) - 1) {}
+    T& operator[](std::int64_t i) { return v_[static_cast<std::size_t>(i & mask_)]; }
 
 private:
-    std::vector<double> v_;
-    std::int64_t cap_;
+    std::vector<T> v_;
+    std::int64_t mask_;
 };
+using Ring = Slots<double>;
 
 template <class H>
 class Stateful : public Step {
@@ -341,7 +350,7 @@ private:
 struct Queue {
     std::int64_t front, back;  // positions; the queue holds front .. back-1
     std::int64_t lastNaN;
-    std::int64_t undoSlot;  // what the last push overwrote
+    std::int64_t undoSlot;  // the position the last push overwrote, and what it held
     std::int64_t undoValue;
 };
 
@@ -349,13 +358,12 @@ class ExtremeStep : public Stateful<Queue> {
 public:
     ExtremeStep(Fn fn, std::int64_t n)
         : highest_(fn == Fn::Hhv || fn == Fn::Hhvbars), bars_(fn == Fn::Hhvbars || fn == Fn::Llvbars), n_(n),
-          ring_(n + 1), queue_(static_cast<std::size_t>(n + 1)) {
+          ring_(n + 1), queue_(n + 1) {
         h.lastNaN = -1;
         h.undoSlot = -1;
     }
     void Run(const Block& b, const double* const* in, double* out) override {
         const double* x = in[0];
-        const auto cap = static_cast<std::int64_t>(queue_.size());
         for (int j = 0; j < b.count; ++j) {
             const std::int64_t i = b.first + j;
             const double v = x[j];
@@ -366,34 +374,33 @@ public:
                 h.undoSlot = -1;
             } else {
                 while (h.back > h.front) {
-                    const double last = ring_[queue_[static_cast<std::size_t>((h.back - 1) % cap)]];
+                    const double last = ring_[queue_[h.back - 1]];
                     if (highest_ ? last > v : last < v) break;
                     --h.back;
                 }
-                const auto slot = static_cast<std::size_t>(h.back % cap);
-                h.undoSlot = h.back % cap;
-                h.undoValue = queue_[slot];
-                queue_[slot] = i;
+                h.undoSlot = h.back;
+                h.undoValue = queue_[h.back];
+                queue_[h.back] = i;
                 ++h.back;
             }
-            while (h.back > h.front && queue_[static_cast<std::size_t>(h.front % cap)] <= i - n_) ++h.front;
+            while (h.back > h.front && queue_[h.front] <= i - n_) ++h.front;
             if (i < n_ - 1 || h.lastNaN > i - n_) {
                 out[j] = kNaN;
                 continue;
             }
-            const std::int64_t at = queue_[static_cast<std::size_t>(h.front % cap)];
+            const std::int64_t at = queue_[h.front];
             out[j] = bars_ ? static_cast<double>(i - at) : ring_[at];
         }
     }
     void Undo() override {
-        if (h.undoSlot >= 0) queue_[static_cast<std::size_t>(h.undoSlot)] = h.undoValue;
+        if (h.undoSlot >= 0) queue_[h.undoSlot] = h.undoValue;
     }
 
 private:
     bool highest_, bars_;
     std::int64_t n_;
     Ring ring_;
-    std::vector<std::int64_t> queue_;
+    Slots<std::int64_t> queue_;  // bar indices by queue position
 };
 
 // ---- windows from the first value (N = 0) and windows of a series N ----
@@ -425,8 +432,7 @@ public:
             }
             const double nv = in[1][j];
             const double t = std::trunc(nv);
-            const double lo = fn_ == Fn::Ref ? 0.0 : 0.0;
-            if (!(t >= lo && t <= kMaxWindow)) {
+            if (!(t >= 0.0 && t <= kMaxWindow)) {
                 out[j] = kNaN;
                 continue;
             }

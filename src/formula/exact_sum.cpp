@@ -55,25 +55,38 @@ bool BitsBelow(const std::uint64_t* m, int lo, int s) {
 // false where the quotient would not be a normal double (the caller then
 // takes the long route).
 bool NearQuotient(u128 m, int s, std::uint64_t d, double& out) {
-    double q = static_cast<double>(m) / static_cast<double>(d);
-    for (int tries = 0; tries < 4; ++tries) {
-        std::uint64_t bits;
-        std::memcpy(&bits, &q, sizeof bits);
+    // The step (-1, 0 or +1 in the last place) from the double `bits` to the
+    // correctly rounded quotient, as far as one step goes: the exact
+    // remainder against half the gap to the neighbour.
+    auto step = [m, d](std::uint64_t bits) {
         const int biased = static_cast<int>(bits >> 52);
         const std::uint64_t mq = (bits & ((std::uint64_t{1} << 52) - 1)) | (std::uint64_t{1} << 52);
         const int eq = biased - 1075;  // q = mq * 2^eq, eq >= 20 here
         const u128 p = (static_cast<u128>(mq) * d) << eq;
         const bool above = m >= p;
         const u128 r = above ? m - p : p - m;
-        const u128 halfUp = static_cast<u128>(d) << (eq - 1);
-        const u128 half = above || mq != (std::uint64_t{1} << 52) ? halfUp : static_cast<u128>(d) << (eq - 2);
-        if (r < half || (r == half && (mq & 1) == 0)) {
-            const int e = biased - 1023 + s - 1074;  // the result's exponent
+        const int down = above || mq != (std::uint64_t{1} << 52) ? 1 : 2;  // the gap below 2^k is half
+        const u128 half = static_cast<u128>(d) << (eq - down);
+        const bool stay = r < half || (r == half && (mq & 1) == 0);
+        return stay ? 0 : above ? 1 : -1;
+    };
+    // A first guess within about an ulp from m's top 63 bits (no 128-bit
+    // conversion), stepped until the remainder says it is the nearest.
+    const auto top = static_cast<std::int64_t>(m >> 63);
+    const double guess = static_cast<double>(top) / static_cast<double>(d) * 0x1p63;
+    std::uint64_t bits;
+    std::memcpy(&bits, &guess, sizeof bits);
+    for (int tries = 0; tries < 4; ++tries) {
+        const int more = step(bits);
+        if (more == 0) {
+            const int e = static_cast<int>(bits >> 52) - 1023 + s - 1074;  // the result's exponent
             if (e > 1023 || e < -1022) return false;
+            double q;
+            std::memcpy(&q, &bits, sizeof q);
             out = Scale(q, s - 1074);
             return true;
         }
-        q = std::nextafter(q, above ? std::numeric_limits<double>::infinity() : 0.0);
+        bits += static_cast<std::uint64_t>(static_cast<std::int64_t>(more));
     }
     return false;
 }

@@ -346,17 +346,23 @@ FormulaError FormulaLibrary::Load(std::string_view text, std::string_view fileNa
         if (auto it = impl_->byKey.find(key); it != impl_->byKey.end()) return impl_->entries[it->second];
         return nullptr;
     };
+    // Entries refused together: their references to each other (a cycle
+    // among them included) are dropped so that nothing keeps them alive.
+    auto refuse = [&entries](FormulaError error) {
+        for (EntryText& e : entries) e.compiled->refs.clear();
+        return error;
+    };
     for (std::size_t k = 0; k < entries.size(); ++k) {
         Compiled& c = *entries[k].compiled;
         Finish(c, parseFailures[k], lookup, names);
-        if (c.error) return c.error;
+        if (c.error) return refuse(c.error);
     }
     std::vector<std::shared_ptr<Compiled>> all;
     for (EntryText& e : entries) all.push_back(e.compiled);
-    if (Failure bad = Cycles(all)) return MakeError(bad, *source);
+    if (Failure bad = Cycles(all)) return refuse(MakeError(bad, *source));
     for (EntryText& e : entries) {
         LowerDefaults(*e.compiled);
-        if (e.compiled->error) return e.compiled->error;
+        if (e.compiled->error) return refuse(e.compiled->error);
     }
     for (EntryText& e : entries) {
         impl_->byKey[UpperKey(e.compiled->name)] = impl_->entries.size();
