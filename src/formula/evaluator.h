@@ -14,7 +14,7 @@
 
 namespace fenxi::formula {
 
-constexpr int kBlock = 256;
+constexpr int kBlock = 32;
 
 struct Block {
     const UNIKDATA* bars = nullptr;  // the block's bars
