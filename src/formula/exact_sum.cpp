@@ -9,7 +9,6 @@ namespace fenxi::formula {
 
 namespace {
 
-using u128 = unsigned __int128;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 // 2^e for a normal power of two.
@@ -34,13 +33,11 @@ double Scale(double x, int e) {
 }
 
 // Bits [s, s + 127] of a magnitude held in limbs 0..top.
-u128 Window(const std::uint64_t* m, int top, int s) {
+U128 Window(const std::uint64_t* m, int top, int s) {
     const int k = s >> 6, off = s & 63;
-    auto at = [&](int j) -> u128 { return j <= top ? m[j] : 0; };
-    u128 v = at(k) >> off;
-    v |= off ? at(k + 1) << (64 - off) : at(k + 1) << 64;
-    if (off) v |= at(k + 2) << (128 - off);
-    return v;
+    auto at = [&](int j) -> std::uint64_t { return j <= top ? m[j] : 0; };
+    if (off == 0) return {at(k + 1), at(k)};
+    return {(at(k + 1) >> off) | (at(k + 2) << (64 - off)), (at(k) >> off) | (at(k + 1) << (64 - off))};
 }
 
 // Any bit below s.
@@ -54,7 +51,7 @@ bool BitsBelow(const std::uint64_t* m, int lo, int s) {
 // m * 2^(s-1074) / d correctly rounded, for 2^125 <= m < 2^126 and d < 2^53;
 // false where the quotient would not be a normal double (the caller then
 // takes the long route).
-bool NearQuotient(u128 m, int s, std::uint64_t d, double& out) {
+bool NearQuotient(U128 m, int s, std::uint64_t d, double& out) {
     // The step (-1, 0 or +1 in the last place) from the double `bits` to the
     // correctly rounded quotient, as far as one step goes: the exact
     // remainder against half the gap to the neighbour.
@@ -62,17 +59,17 @@ bool NearQuotient(u128 m, int s, std::uint64_t d, double& out) {
         const int biased = static_cast<int>(bits >> 52);
         const std::uint64_t mq = (bits & ((std::uint64_t{1} << 52) - 1)) | (std::uint64_t{1} << 52);
         const int eq = biased - 1075;  // q = mq * 2^eq, eq >= 20 here
-        const u128 p = (static_cast<u128>(mq) * d) << eq;
+        const U128 p = U128::Product(mq, d) << eq;
         const bool above = m >= p;
-        const u128 r = above ? m - p : p - m;
+        const U128 r = above ? m - p : p - m;
         const int down = above || mq != (std::uint64_t{1} << 52) ? 1 : 2;  // the gap below 2^k is half
-        const u128 half = static_cast<u128>(d) << (eq - down);
+        const U128 half = U128(d) << (eq - down);
         const bool stay = r < half || (r == half && (mq & 1) == 0);
         return stay ? 0 : above ? 1 : -1;
     };
     // A first guess within about an ulp from m's top 63 bits (no 128-bit
     // conversion), stepped until the remainder says it is the nearest.
-    const auto top = static_cast<std::int64_t>(m >> 63);
+    const auto top = static_cast<std::int64_t>(static_cast<std::uint64_t>(m >> 63));
     const double guess = static_cast<double>(top) / static_cast<double>(d) * 0x1p63;
     std::uint64_t bits;
     std::memcpy(&bits, &guess, sizeof bits);
@@ -95,23 +92,19 @@ bool NearQuotient(u128 m, int s, std::uint64_t d, double& out) {
 // rounded with the remainder as the sticky part.
 double LongQuotient(const std::uint64_t* m, int top, std::uint64_t d) {
     std::uint64_t q[ExactSum::kLimbs];
-    u128 rem = 0;
-    for (int j = top; j >= 0; --j) {
-        const u128 cur = (rem << 64) | m[j];
-        q[j] = static_cast<std::uint64_t>(cur / d);
-        rem = cur % d;
-    }
+    std::uint64_t rem = 0;
+    for (int j = top; j >= 0; --j) U128(rem, m[j]).DivideBy(d, q[j], rem);
     int qt = top;
     while (qt >= 0 && q[qt] == 0) --qt;
     const int p = qt < 0 ? -1 : qt * 64 + 63 - std::countl_zero(q[qt]);
     const int ulp = std::max(p - 52, 0);
-    std::uint64_t mant = qt < 0 ? 0 : static_cast<std::uint64_t>(Window(q, qt, ulp)) & ((std::uint64_t{1} << 53) - 1);
+    std::uint64_t mant = qt < 0 ? 0 : Window(q, qt, ulp).lo & ((std::uint64_t{1} << 53) - 1);
     int cmp;  // what lies below the ulp against half an ulp
     if (ulp == 0) {
-        const u128 twice = rem * 2;
-        cmp = twice > d ? 1 : twice == d ? 0 : -1;
+        const U128 twice = U128(rem) << 1;
+        cmp = twice > U128(d) ? 1 : twice == U128(d) ? 0 : -1;
     } else {
-        const bool roundBit = (Window(q, qt, ulp - 1) & 1) != 0;
+        const bool roundBit = (Window(q, qt, ulp - 1).lo & 1) != 0;
         const bool rest = BitsBelow(q, 0, ulp - 1) || rem != 0;
         cmp = !roundBit ? -1 : rest ? 1 : 0;
     }
@@ -125,27 +118,51 @@ double LongQuotient(const std::uint64_t* m, int top, std::uint64_t d) {
 
 }  // namespace
 
+void ExactSum::Widen() {
+    wide_ = true;
+    if (narrow_.Zero()) return;
+    AddAt(narrow_.Magnitude(), scale_, narrow_.Negative());
+}
+
 void ExactSum::AddMultiple(std::int64_t c, const ExactSum& s) {
-    if (c == 0 || s.hi_ < 0) return;
-    const bool negative = s.Negative();
+    if (c == 0) return;
+    if (!s.wide_) {
+        if (s.narrow_.Zero()) return;
+        const U128 mag = s.narrow_.Magnitude();
+        const std::uint64_t cm = c < 0 ? static_cast<std::uint64_t>(-c) : static_cast<std::uint64_t>(c);
+        const bool subtract = s.narrow_.Negative() != (c < 0);
+        if ((mag >> (127 - std::bit_width(cm))).Zero()) {  // the product fits 127 bits
+            const U128 v = mag.Times(cm);
+            if (!wide_ && AddNarrow(v, s.scale_, subtract)) return;
+            if (!wide_) Widen();
+            AddAt(v, s.scale_, subtract);
+            return;
+        }
+        ExactSum w = s;
+        w.Widen();
+        return AddMultiple(c, w);
+    }
+    if (!wide_) Widen();
+    if (s.hi_ < 0) return;
+    const bool negative = s.NegativeWide();
     const int lo = s.lo_, hi = std::min(s.hi_ + 1, kLimbs - 1);
     const std::uint64_t mag = c < 0 ? static_cast<std::uint64_t>(-c) : static_cast<std::uint64_t>(c);
     const bool subtract = negative != (c < 0);
-    u128 product = 0;     // carried part of mag * |s|
+    U128 product;         // carried part of mag * |s|
     unsigned carry = 0;   // of the addition (or borrow of the subtraction)
     unsigned inverse = 1;  // +1 of the two's complement negation of s
     int j = lo;
     for (; j < kLimbs; ++j) {
-        if (j > hi && product == 0 && carry == 0) break;
+        if (j > hi && product.Zero() && carry == 0) break;
         std::uint64_t sv = j <= hi ? s.limb_[j] : 0;
         if (negative) {
             const std::uint64_t inv = ~(j <= hi ? s.limb_[j] : ~std::uint64_t{0});
             sv = inv + inverse;
             inverse = inverse && sv == 0;
         }
-        product += static_cast<u128>(sv) * mag;
-        const std::uint64_t w = static_cast<std::uint64_t>(product);
-        product >>= 64;
+        product = product + U128::Product(sv, mag);
+        const std::uint64_t w = product.lo;
+        product = product >> 64;
         const std::uint64_t a = limb_[j];
         if (subtract) {
             const std::uint64_t t = a - w, r = t - carry;
@@ -162,8 +179,23 @@ void ExactSum::AddMultiple(std::int64_t c, const ExactSum& s) {
 }
 
 double ExactSum::Divided(std::uint64_t d) const {
-    if (hi_ < 0 || d == 0) return d == 0 ? kNaN : 0.0;
-    const bool negative = Negative();
+    if (d == 0) return kNaN;
+    if (wide_) return DividedWide(d);
+    if (narrow_.Zero()) return 0.0;
+    const bool negative = narrow_.Negative();
+    const U128 mag = narrow_.Magnitude();
+    const int up = 125 - mag.TopBit();
+    const U128 m = mag << up;  // the top bit at 125, as the quotient's first guess wants
+    double v;
+    if (d < (std::uint64_t{1} << 53) && NearQuotient(m, scale_ - up, d, v)) return negative ? -v : v;
+    ExactSum w = *this;
+    w.Widen();
+    return w.DividedWide(d);
+}
+
+double ExactSum::DividedWide(std::uint64_t d) const {
+    if (hi_ < 0) return 0.0;
+    const bool negative = NegativeWide();
     const int lo = lo_, hi = std::min(hi_ + 1, kLimbs - 1);
     std::uint64_t m[kLimbs];
     const std::uint64_t* mag = limb_;

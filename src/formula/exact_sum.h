@@ -4,13 +4,20 @@
 // Every double is a whole number of those units, so adding one is exact and
 // the order of the terms cannot change the sum.
 //
-// The limbs at and above `hi_` all hold the sign fill beyond `hi_ + 1`, the
-// limbs below `lo_` are zero: updates and reads touch the few limbs a
-// column's values occupy (two or three for prices).
+// Most columns never need the limbs: while the sum fits, it is a signed
+// 128-bit integer in units of 2^scale_ (the lowest bit any term had), so
+// adding a term is a shift and an add. A term that does not fit moves the sum
+// into the limbs for good ("wide"). Both forms hold the same exact value.
+//
+// In the limbs, those above `hi_` all hold the sign fill, those below `lo_`
+// are zero: updates and reads touch the few limbs a column's values occupy.
 #pragma once
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
+
+#include "formula/u128.h"
 
 namespace fenxi::formula {
 
@@ -29,13 +36,43 @@ public:
     // even); +0.0 for an exact zero, NaN when the rounded value overflows.
     double Divided(std::uint64_t d) const;
 
-    bool Negative() const { return static_cast<std::int64_t>(limb_[kLimbs - 1]) < 0; }
-
 private:
-    using u128 = unsigned __int128;
-    std::uint64_t limb_[kLimbs] = {};
+    static constexpr std::int32_t kNoScale = 1 << 20;  // no term yet
+    static constexpr int kNarrowBits = 124;              // |narrow_| < 2^124
+
+    U128 narrow_;  // two's complement
+    std::int32_t scale_ = kNoScale;
+    bool wide_ = false;
     std::int16_t lo_ = kLimbs;  // limbs below are zero
     std::int16_t hi_ = -1;      // limbs above hold the sign fill
+    std::uint64_t limb_[kLimbs] = {};
+
+    bool NegativeWide() const { return static_cast<std::int64_t>(limb_[kLimbs - 1]) < 0; }
+    double DividedWide(std::uint64_t d) const;
+    void Widen();
+
+    // v * 2^pos units added to the narrow form; false (nothing changed) when
+    // the result would not fit it.
+    bool AddNarrow(U128 v, int pos, bool subtract) {
+        if (narrow_.Zero()) scale_ = pos;  // an empty sum takes the term's scale
+        U128 base = narrow_;
+        int scale = scale_;
+        if (pos < scale) {  // the sum takes the finer scale
+            const int up = scale - pos;
+            const U128 mag = base.Magnitude();
+            if (up >= kNarrowBits || !(mag >> (kNarrowBits - up)).Zero()) return false;
+            base = base.Negative() ? -(mag << up) : mag << up;
+            scale = pos;
+        }
+        const int sh = pos - scale;
+        if (sh >= kNarrowBits || !(v >> (kNarrowBits - sh)).Zero()) return false;
+        const U128 t = v << sh;  // < 2^124, as is |base|: the sum below cannot wrap
+        const U128 r = subtract ? base - t : base + t;
+        if (!(r.Magnitude() >> kNarrowBits).Zero()) return false;
+        narrow_ = r;
+        scale_ = scale;
+        return true;
+    }
 
     void AddScaled(std::int64_t c, double x) {
         std::uint64_t bits;
@@ -49,23 +86,31 @@ private:
             pos = biased - 1;
         }
         if (mant == 0 || c == 0) return;
+        const int zeros = std::countr_zero(mant);  // whole numbers keep a coarse scale
+        mant >>= zeros;
+        pos += zeros;
         const bool negative = ((bits >> 63) != 0) != (c < 0);
         const std::uint64_t mag = c < 0 ? static_cast<std::uint64_t>(-c) : static_cast<std::uint64_t>(c);
-        AddAt(static_cast<u128>(mant) * mag, pos, negative);
+        const U128 v = U128::Product(mant, mag);
+        if (!wide_) {
+            if (AddNarrow(v, pos, negative)) return;
+            Widen();
+        }
+        AddAt(v, pos, negative);
     }
 
     // Adds (or subtracts) v * 2^pos units.
-    void AddAt(u128 v, int pos, bool subtract) {
+    void AddAt(U128 v, int pos, bool subtract) {
         const int k = pos >> 6, off = pos & 63;
         std::uint64_t w[3];
         if (off == 0) {
-            w[0] = static_cast<std::uint64_t>(v);
-            w[1] = static_cast<std::uint64_t>(v >> 64);
+            w[0] = v.lo;
+            w[1] = v.hi;
             w[2] = 0;
         } else {
-            w[0] = static_cast<std::uint64_t>(v) << off;
-            w[1] = static_cast<std::uint64_t>(v >> (64 - off));
-            w[2] = static_cast<std::uint64_t>(v >> (128 - off));
+            w[0] = v.lo << off;
+            w[1] = (v.hi << off) | (v.lo >> (64 - off));
+            w[2] = v.hi >> (64 - off);
         }
         Touch(k, subtract ? Minus(k, w) : Plus(k, w));
     }

@@ -1,6 +1,7 @@
 #include "formula/functions.h"
 
 #include <array>
+#include <unordered_map>
 #include <utility>
 
 #include "fenxi/formula.h"
@@ -85,9 +86,13 @@ constexpr auto kInfos = Infos(std::make_index_sequence<std::size(kFunctions)>{})
 std::span<const FunctionSpec> Functions() { return kFunctions; }
 
 const FunctionSpec* FindFunction(std::string_view key) {
-    for (const FunctionSpec& f : kFunctions)
-        if (key == f.name) return &f;
-    return nullptr;
+    static const std::unordered_map<std::string_view, const FunctionSpec*> byName = [] {
+        std::unordered_map<std::string_view, const FunctionSpec*> m;
+        for (const FunctionSpec& f : kFunctions) m.emplace(f.name, &f);
+        return m;
+    }();
+    const auto it = byName.find(key);
+    return it == byName.end() ? nullptr : it->second;
 }
 
 }  // namespace fenxi::formula

@@ -15,7 +15,7 @@ namespace fenxi::formula {
 namespace {
 
 struct InputName {
-    const char* key;
+    std::string_view key;
     Input input;
 };
 constexpr InputName kInputs[] = {
@@ -33,7 +33,7 @@ const Input* FindInput(std::string_view key) {
     return nullptr;
 }
 
-constexpr const char* kAttributes[] = {"COLORRED",  "COLORGREEN", "COLORBLUE",  "COLORYELLOW", "COLORCYAN",
+constexpr std::string_view kAttributes[] = {"COLORRED",  "COLORGREEN", "COLORBLUE",  "COLORYELLOW", "COLORCYAN",
                                        "COLORMAGENTA", "COLORWHITE", "COLORGRAY", "COLORBLACK", "DOTLINE",
                                        "STICK",     "COLORSTICK", "VOLSTICK",   "POINTDOT",    "CIRCLEDOT",
                                        "NODRAW"};
@@ -492,7 +492,7 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 }  // namespace
 
 bool IsAttribute(std::string_view key) {
-    for (const char* a : kAttributes)
+    for (std::string_view a : kAttributes)
         if (key == a) return true;
     if (key.size() == 10 && key.substr(0, 9) == "LINETHICK" && key[9] >= '1' && key[9] <= '9') return true;
     if (key.size() == 11 && key.substr(0, 5) == "COLOR" && std::all_of(key.begin() + 5, key.end(), IsHex)) return true;

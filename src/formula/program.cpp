@@ -1,5 +1,6 @@
 #include "formula/program.h"
 
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <unordered_map>
@@ -17,6 +18,21 @@ std::string Shown(double v) {
     std::snprintf(buf, sizeof buf, "%.17g", v);
     return buf;
 }
+
+struct NodeKey {
+    std::array<unsigned char, 4 + sizeof(bool) + sizeof(double) + 3 * sizeof(int) + 2 * sizeof(std::int64_t) +
+                                  sizeof(void*) + sizeof(std::int32_t) * kMaxParams + sizeof(int)>
+        bytes;
+    bool operator==(const NodeKey& o) const { return bytes == o.bytes; }
+};
+
+struct NodeKeyHash {
+    std::size_t operator()(const NodeKey& k) const {
+        std::uint64_t h = 1469598103934665603ull;  // FNV-1a
+        for (unsigned char c : k.bytes) h = (h ^ c) * 1099511628211ull;
+        return static_cast<std::size_t>(h);
+    }
+};
 
 class Lowerer {
 public:
@@ -78,24 +94,30 @@ public:
 
 private:
     Program& out_;
-    std::unordered_map<std::string, int> seen_;
+    std::unordered_map<NodeKey, int, NodeKeyHash> seen_;
     std::size_t expanded_ = 0;
 
     int Emit(const Node& n) {
-        std::string key(reinterpret_cast<const char*>(&n.kind), 1);
-        auto put = [&key](const auto& v) { key.append(reinterpret_cast<const char*>(&v), sizeof v); };
+        // Equal nodes are one node: the key is every field that decides the values.
+        NodeKey key{};
+        std::size_t at = 0;
+        auto put = [&key, &at](const auto& v) {
+            std::memcpy(key.bytes.data() + at, &v, sizeof v);
+            at += sizeof v;
+        };
+        put(n.kind);
         put(n.op);
         put(n.input);
         put(n.fn);
+        put(n.seriesN);
         put(n.value);
         put(n.in);
         put(n.n);
         put(n.m);
-        put(n.seriesN);
         put(n.operation);
         put(n.params);
         put(n.line);
-        auto [it, added] = seen_.emplace(std::move(key), static_cast<int>(out_.nodes.size()));
+        auto [it, added] = seen_.emplace(key, static_cast<int>(out_.nodes.size()));
         if (!added) return it->second;
         if (static_cast<int>(out_.nodes.size()) >= kMaxNodes)
             throw Stop{{Pos{0, 0, 0}, "the formula and the entries it references need more than 100,000 nodes"}};

@@ -336,3 +336,55 @@ TEST(Formula, LibraryEntriesReferencesAndParameters) {
         EXPECT_EQ(other.Entries().size(), 2u) << "nothing added: " << text;
     }
 }
+
+// The 128-bit form of an exact sum against the limbs: a sum that once held
+// 1e308 and 2^-1074 together lives in the limbs for good, so the same terms
+// added to it and to a fresh sum reach one value by two routes. Ties
+// (even divisors of odd sums), signs and whole multiples included.
+TEST(Formula, ExactSumRoutesAgree) {
+    std::mt19937_64 rng(5);
+    const double pool[] = {1e300, 1e-300, 5e-324, 1e16, 2.0e-310, 1e100, 7e-5, 1.0, 0.1, 3.0, 123456.789, 33.45, 12.3};
+    for (int t = 0; t < 20000; ++t) {
+        fenxi::formula::ExactSum narrow, wide, s, ws;
+        for (fenxi::formula::ExactSum* w : {&wide, &ws}) {
+            w->Add(1e308);
+            w->Add(5e-324);
+            w->Sub(1e308);
+            w->Sub(5e-324);
+        }
+        const bool mixed = t % 3 == 0;  // else only price-like terms
+        for (int k = 1 + static_cast<int>(rng() % 8); k > 0; --k) {
+            const double x = pool[mixed ? rng() % 13 : 7 + rng() % 6] * ((rng() & 1) ? -1.0 : 1.0) *
+                             static_cast<double>(1 + rng() % 7);
+            const auto c = static_cast<std::int64_t>(rng() % 7) - 3;
+            narrow.AddMultiple(c, x);
+            wide.AddMultiple(c, x);
+            s.Add(x);
+            ws.Add(x);
+        }
+        const auto c = static_cast<std::int64_t>(rng() % 7) - 3;
+        narrow.AddMultiple(c, s);
+        wide.AddMultiple(c, ws);
+        for (std::uint64_t d : {1ull, 2ull, 3ull, 5ull, 210ull, 166666500000ull})
+            ASSERT_TRUE(SameBits(narrow.Divided(d), wide.Divided(d))) << t << " / " << d;
+    }
+}
+
+// 32-bit targets multiply and divide 128-bit numbers in pieces: those routes
+// against the native ones.
+TEST(Formula, WideIntegerRoutesAgree) {
+#if defined(__SIZEOF_INT128__)
+    std::mt19937_64 rng(3);
+    for (int i = 0; i < 200000; ++i) {
+        const std::uint64_t a = rng() >> (rng() % 64), b = rng() >> (rng() % 64);
+        const fenxi::formula::U128 p = fenxi::formula::U128::ProductIn32(a, b), n = fenxi::formula::U128::Product(a, b);
+        ASSERT_TRUE(p == n) << a << " * " << b;
+        const std::uint64_t d = (rng() >> (rng() % 64)) | 1;
+        const fenxi::formula::U128 v(rng() % d, rng());
+        std::uint64_t q1, r1, q2, r2;
+        v.DivideBitwise(d, q1, r1);
+        v.DivideBy(d, q2, r2);
+        ASSERT_TRUE(q1 == q2 && r1 == r2) << d;
+    }
+#endif
+}
