@@ -63,6 +63,7 @@ public:
 
     std::vector<Token> Run() {
         std::vector<Token> out;
+        out.reserve(s_.size() / 4 + 8);  // a typical text has a token per 2 to 4 bytes: few regrowths
         for (;;) {
             out.push_back(Next());
             if (out.back().kind == Tok::End || out.back().kind == Tok::Error) return out;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <string_view>
 #include <unordered_map>
 
 namespace fenxi::formula {
@@ -28,9 +29,7 @@ struct NodeKey {
 
 struct NodeKeyHash {
     std::size_t operator()(const NodeKey& k) const {
-        std::uint64_t h = 1469598103934665603ull;  // FNV-1a
-        for (unsigned char c : k.bytes) h = (h ^ c) * 1099511628211ull;
-        return static_cast<std::size_t>(h);
+        return std::hash<std::string_view>{}({reinterpret_cast<const char*>(k.bytes.data()), k.bytes.size()});
     }
 };
 
