@@ -140,63 +140,73 @@ struct Recurrence {
     bool has;
 };
 
-// EMA, SMA and DMA: the first number is the value and the state; later the
-// recurrence, which leaves the state alone where it has no finite result.
-class EmaStep : public Stateful<Recurrence> {
-public:
-    explicit EmaStep(std::int64_t n) : a_(static_cast<double>(n - 1)), d_(static_cast<double>(n + 1)) {}
-    void Run(const Block& b, const double* const* in, double* out) override {
-        const double* x = in[0];
-        Recurrence s = h;
-        for (int j = 0; j < b.count; ++j) {
-            const double v = x[j];
-            if (!IsNum(v)) {
-                out[j] = kNaN;
-                continue;
-            }
-            if (!s.has) {
-                s = {v, true};
-                out[j] = v;
-                continue;
-            }
-            const double t1 = 2 * v, t2 = a_ * s.y, y = (t1 + t2) / d_;
-            if (y - y == 0.0) s.y = y;
-            out[j] = Finite(y);
-        }
-        h = s;
+// EMA and SMA are one linear recurrence Y = (m*X + a*Y') / d: EMA with
+// m = 2, a = N-1, d = N+1; SMA with m = M, a = N-M, d = N (2*X and 2.0*X
+// are one IEEE operation). The first number is the value and the state;
+// later the recurrence, which leaves the state alone where it has no finite
+// result.
+struct Linear {
+    double m, a, d;
+    static Linear Of(const Node& n) {
+        if (n.fn == Fn::Ema) return {2.0, static_cast<double>(n.n - 1), static_cast<double>(n.n + 1)};
+        return {static_cast<double>(n.m), static_cast<double>(n.n - n.m), static_cast<double>(n.n)};  // SMA (MEMA too)
     }
-
-private:
-    double a_, d_;
+    double Step(Recurrence& s, double v) const {
+        if (!IsNum(v)) return kNaN;
+        if (!s.has) {
+            s = {v, true};
+            return v;
+        }
+        const double t1 = m * v, t2 = a * s.y, y = (t1 + t2) / d;
+        if (y - y == 0.0) s.y = y;
+        return Finite(y);
+    }
 };
 
-class SmaStep : public Stateful<Recurrence> {
+class LinearStep : public Stateful<Recurrence> {
 public:
-    SmaStep(std::int64_t n, std::int64_t m)
-        : m_(static_cast<double>(m)), a_(static_cast<double>(n - m)), d_(static_cast<double>(n)) {}
+    explicit LinearStep(const Node& n) : f_(Linear::Of(n)) {}
     void Run(const Block& b, const double* const* in, double* out) override {
         const double* x = in[0];
         Recurrence s = h;
+        for (int j = 0; j < b.count; ++j) out[j] = f_.Step(s, x[j]);
+        h = s;
+    }
+
+private:
+    Linear f_;
+};
+
+// Two linear recurrences of which neither reads the other (the EMAs of
+// MACD) stepped in one loop, so that their division chains overlap. The
+// second node's column is the next one; its own step is then Fused.
+struct RecurrencePair {
+    Recurrence first, second;
+};
+
+class LinearPairStep : public Stateful<RecurrencePair> {
+public:
+    LinearPairStep(const Node& n1, const Node& n2, const double* x2)
+        : f1_(Linear::Of(n1)), f2_(Linear::Of(n2)), x2_(x2) {}
+    void Run(const Block& b, const double* const* in, double* out) override {
+        const double *x1 = in[0], *x2 = x2_;
+        double* out2 = out + kBlock;
+        RecurrencePair s = h;
         for (int j = 0; j < b.count; ++j) {
-            const double v = x[j];
-            if (!IsNum(v)) {
-                out[j] = kNaN;
-                continue;
-            }
-            if (!s.has) {
-                s = {v, true};
-                out[j] = v;
-                continue;
-            }
-            const double t1 = m_ * v, t2 = a_ * s.y, y = (t1 + t2) / d_;
-            if (y - y == 0.0) s.y = y;
-            out[j] = Finite(y);
+            out[j] = f1_.Step(s.first, x1[j]);
+            out2[j] = f2_.Step(s.second, x2[j]);
         }
         h = s;
     }
 
 private:
-    double m_, a_, d_;
+    Linear f1_, f2_;
+    const double* x2_;
+};
+
+class Fused : public Step {
+public:
+    void Run(const Block&, const double* const*, double*) override {}
 };
 
 class DmaStep : public Stateful<Recurrence> {
@@ -719,8 +729,8 @@ std::unique_ptr<Step> MakeStep(const Node& n, const Bars* series, int unit) {
         case NodeKind::Series: break;
     }
     switch (n.fn) {
-        case Fn::Ema: return std::make_unique<EmaStep>(n.n);
-        case Fn::Sma: return std::make_unique<SmaStep>(n.n, n.m);
+        case Fn::Ema:
+        case Fn::Sma: return std::make_unique<LinearStep>(n);
         case Fn::Dma: return std::make_unique<DmaStep>();
         case Fn::Ref:
             if (n.seriesN) return std::make_unique<SinceFirstStep>(n.fn, true);
@@ -756,11 +766,23 @@ std::unique_ptr<Step> MakeStep(const Node& n, const Bars* series, int unit) {
 
 Evaluator::Evaluator(const Program& program, const Bars* series, int unit)
     : program_(program), columns_(program.nodes.size() * kBlock), inputs_(program.nodes.size() * 3, nullptr) {
+    auto linear = [](const Node& n) {
+        return n.kind == NodeKind::Series && (n.fn == Fn::Ema || n.fn == Fn::Sma);
+    };
     for (std::size_t k = 0; k < program.nodes.size(); ++k) {
         const Node& n = program.nodes[k];
-        steps_.push_back(MakeStep(n, series, unit));
         for (int a = 0; a < n.inputs; ++a) inputs_[k * 3 + static_cast<std::size_t>(a)] = Column(n.in[a]);
         if (n.kind == NodeKind::Const) std::fill_n(columns_.begin() + static_cast<std::ptrdiff_t>(k * kBlock), kBlock, n.value);
+        if (k + 1 < program.nodes.size() && linear(n) && linear(program.nodes[k + 1]) &&
+            program.nodes[k + 1].in[0] != static_cast<int>(k)) {
+            const Node& next = program.nodes[k + 1];
+            steps_.push_back(std::make_unique<LinearPairStep>(n, next, Column(next.in[0])));
+            steps_.push_back(std::make_unique<Fused>());
+            inputs_[(k + 1) * 3] = Column(next.in[0]);
+            ++k;
+            continue;
+        }
+        steps_.push_back(MakeStep(n, series, unit));
     }
 }
 
