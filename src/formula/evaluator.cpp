@@ -250,7 +250,7 @@ struct WindowSums {
 
 class WindowSumStep : public Stateful<WindowSums> {
 public:
-    WindowSumStep(Fn fn, std::int64_t n) : fn_(fn), n_(n), ring_(n + 1) {
+    WindowSumStep(Fn fn, std::int64_t n, std::int64_t slots) : fn_(fn), n_(n), ring_(slots) {
         h.lastNaN = -1;
         switch (fn) {
             case Fn::Ma: divisor_ = static_cast<std::uint64_t>(n); break;
@@ -309,7 +309,7 @@ private:
 
 class CentredStep : public Stateful<WindowSums> {
 public:
-    CentredStep(Fn fn, std::int64_t n) : fn_(fn), n_(n), ring_(n + 1) { h.lastNaN = -1; }
+    CentredStep(Fn fn, std::int64_t n, std::int64_t slots) : fn_(fn), n_(n), ring_(slots) { h.lastNaN = -1; }
     void Run(const Block& b, const double* const* in, double* out) override {
         const double* x = in[0];
         for (int j = 0; j < b.count; ++j) {
@@ -366,9 +366,9 @@ struct Queue {
 
 class ExtremeStep : public Stateful<Queue> {
 public:
-    ExtremeStep(Fn fn, std::int64_t n)
+    ExtremeStep(Fn fn, std::int64_t n, std::int64_t slots)
         : highest_(fn == Fn::Hhv || fn == Fn::Hhvbars), bars_(fn == Fn::Hhvbars || fn == Fn::Llvbars), n_(n),
-          ring_(n + 1), queue_(n + 1) {
+          ring_(slots), queue_(slots) {
         h.lastNaN = -1;
         h.undoSlot = -1;
     }
@@ -427,7 +427,7 @@ struct SinceFirst {
 class SinceFirstStep : public Stateful<SinceFirst> {
 public:
     // A series N reads windows of up to kMaxWindow bars from its own ring.
-    SinceFirstStep(Fn fn, bool seriesN) : fn_(fn), seriesN_(seriesN), ring_(seriesN ? kMaxWindow + 1 : 1) {
+    SinceFirstStep(Fn fn, bool seriesN, std::int64_t slots) : fn_(fn), seriesN_(seriesN), ring_(seriesN ? slots : 1) {
         h.first = h.lastNaN = h.bestAt = -1;
     }
     void Run(const Block& b, const double* const* in, double* out) override {
@@ -507,7 +507,7 @@ private:
 
 class RefStep : public Step {
 public:
-    explicit RefStep(std::int64_t n) : n_(n), ring_(n + 1) {}
+    RefStep(std::int64_t n, std::int64_t slots) : n_(n), ring_(slots) {}
     void Run(const Block& b, const double* const* in, double* out) override {
         for (int j = 0; j < b.count; ++j) {
             const std::int64_t i = b.first + j;
@@ -571,7 +571,7 @@ private:
 
 class CountStep : public Stateful<Marks> {
 public:
-    explicit CountStep(std::int64_t n) : n_(n), ring_(n + 1) {}
+    CountStep(std::int64_t n, std::int64_t slots) : n_(n), ring_(slots) {}
     void Run(const Block& b, const double* const* in, double* out) override {
         for (int j = 0; j < b.count; ++j) {
             const std::int64_t i = b.first + j;
@@ -651,7 +651,7 @@ private:
 // last bar not true, as it stood at each of the last B+1 bars.
 class LastStep : public Stateful<Marks> {
 public:
-    LastStep(std::int64_t a, std::int64_t b) : a_(a), b_(b), ring_(b + 1) { h.lastOther = -1; }
+    LastStep(std::int64_t a, std::int64_t b, std::int64_t slots) : a_(a), b_(b), ring_(slots) { h.lastOther = -1; }
     void Run(const Block& b, const double* const* in, double* out) override {
         for (int j = 0; j < b.count; ++j) {
             const std::int64_t i = b.first + j;
@@ -704,7 +704,48 @@ private:
     std::unique_ptr<fenxi::Stream> stream_;
 };
 
-std::unique_ptr<Step> MakeStep(const Node& n, const Bars* series, int unit) {
+}  // namespace
+
+std::int64_t HistorySpan(const Node& n) {
+    if (n.kind != NodeKind::Series) return 0;
+    if (n.seriesN) return kMaxWindow + 1;  // REF, SUM, HHV ... with a series N read back from their own history
+    switch (n.fn) {
+        case Fn::Ref:
+        case Fn::Ma:
+        case Fn::Sum:
+        case Fn::Wma:
+        case Fn::Slope:
+        case Fn::Forcast:
+        case Fn::Count:
+        case Fn::Std:
+        case Fn::Stdp:
+        case Fn::Var:
+        case Fn::Varp:
+        case Fn::Devsq:
+        case Fn::Avedev:
+        case Fn::Hhv:
+        case Fn::Llv:
+        case Fn::Hhvbars:
+        case Fn::Llvbars: return n.n == 0 ? 0 : n.n + 1;
+        case Fn::Last: return n.m + 1;
+        default: return 0;
+    }
+}
+
+std::int64_t HistorySlots(const Node& n) {
+    const std::int64_t span = HistorySpan(n);
+    if (span == 0) return 0;
+    const std::int64_t slots = PowerOfTwoAtLeast(span);
+    const bool extremes = !n.seriesN && (n.fn == Fn::Hhv || n.fn == Fn::Llv || n.fn == Fn::Hhvbars || n.fn == Fn::Llvbars);
+    return extremes ? 2 * slots : slots;  // values, and the queue of bars
+}
+
+namespace {
+
+// `limit`: the most bars a run will see, so that no ring holds more slots
+// than there will be bars.
+std::unique_ptr<Step> MakeStep(const Node& n, const Bars* series, int unit, std::int64_t limit) {
+    const std::int64_t slots = std::min(HistorySpan(n), limit);
     switch (n.kind) {
         case NodeKind::Const: return std::make_unique<Constant>();
         case NodeKind::Input: return std::make_unique<InputStep>(n.input);
@@ -733,31 +774,31 @@ std::unique_ptr<Step> MakeStep(const Node& n, const Bars* series, int unit) {
         case Fn::Sma: return std::make_unique<LinearStep>(n);
         case Fn::Dma: return std::make_unique<DmaStep>();
         case Fn::Ref:
-            if (n.seriesN) return std::make_unique<SinceFirstStep>(n.fn, true);
-            return std::make_unique<RefStep>(n.n);
+            if (n.seriesN) return std::make_unique<SinceFirstStep>(n.fn, true, slots);
+            return std::make_unique<RefStep>(n.n, slots);
         case Fn::Ma:
         case Fn::Wma:
         case Fn::Slope:
-        case Fn::Forcast: return std::make_unique<WindowSumStep>(n.fn, n.n);
+        case Fn::Forcast: return std::make_unique<WindowSumStep>(n.fn, n.n, slots);
         case Fn::Sum:
         case Fn::Hhv:
         case Fn::Llv:
         case Fn::Hhvbars:
         case Fn::Llvbars:
         case Fn::Count:
-            if (n.seriesN || n.n == 0) return std::make_unique<SinceFirstStep>(n.fn, n.seriesN);
-            if (n.fn == Fn::Sum) return std::make_unique<WindowSumStep>(n.fn, n.n);
-            if (n.fn == Fn::Count) return std::make_unique<CountStep>(n.n);
-            return std::make_unique<ExtremeStep>(n.fn, n.n);
+            if (n.seriesN || n.n == 0) return std::make_unique<SinceFirstStep>(n.fn, n.seriesN, slots);
+            if (n.fn == Fn::Sum) return std::make_unique<WindowSumStep>(n.fn, n.n, slots);
+            if (n.fn == Fn::Count) return std::make_unique<CountStep>(n.n, slots);
+            return std::make_unique<ExtremeStep>(n.fn, n.n, slots);
         case Fn::Std:
         case Fn::Stdp:
         case Fn::Var:
         case Fn::Varp:
         case Fn::Devsq:
-        case Fn::Avedev: return std::make_unique<CentredStep>(n.fn, n.n);
+        case Fn::Avedev: return std::make_unique<CentredStep>(n.fn, n.n, slots);
         case Fn::Cross: return std::make_unique<CrossStep>();
         case Fn::Longcross: return std::make_unique<LongCrossStep>(n.n);
-        case Fn::Last: return std::make_unique<LastStep>(n.n, n.m);
+        case Fn::Last: return std::make_unique<LastStep>(n.n, n.m, slots);
         default: return std::make_unique<EventStep>(n.fn, n.n);
     }
 }
@@ -782,7 +823,7 @@ Evaluator::Evaluator(const Program& program, const Bars* series, int unit)
             ++k;
             continue;
         }
-        steps_.push_back(MakeStep(n, series, unit));
+        steps_.push_back(MakeStep(n, series, unit, series ? static_cast<std::int64_t>(series->bars.size()) + 1 : kMaxHistory));
     }
 }
 

@@ -16,6 +16,15 @@ namespace fenxi::formula {
 
 constexpr int kBlock = 32;
 
+// Bound on the values the windows of one formula keep (8 bytes each: 256
+// MiB), checked when it is lowered.
+constexpr std::int64_t kMaxHistory = std::int64_t{1} << 25;
+
+// The bars of history a node's step keeps (its window and the bar before),
+// and the slots it allocates for them.
+std::int64_t HistorySpan(const Node& n);
+std::int64_t HistorySlots(const Node& n);
+
 struct Block {
     const UNIKDATA* bars = nullptr;  // the block's bars
     int count = 0;

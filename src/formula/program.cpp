@@ -6,6 +6,8 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "formula/evaluator.h"
+
 namespace fenxi::formula {
 
 namespace {
@@ -94,6 +96,7 @@ public:
 private:
     Program& out_;
     std::unordered_map<NodeKey, int, NodeKeyHash> seen_;
+    std::int64_t history_ = 0;  // slots the nodes' windows allocate
     std::size_t expanded_ = 0;
 
     int Emit(const Node& n) {
@@ -120,6 +123,10 @@ private:
         if (!added) return it->second;
         if (static_cast<int>(out_.nodes.size()) >= kMaxNodes)
             throw Stop{{Pos{0, 0, 0}, "the formula and the entries it references need more than 100,000 nodes"}};
+        history_ += HistorySlots(n);
+        if (history_ > kMaxHistory)
+            throw Stop{{Pos{0, 0, 0}, "the windows of the formula and the entries it references would keep more than "
+                                      "33,554,432 values (256 MiB)"}};
         out_.nodes.push_back(n);
         if (n.kind == NodeKind::Series) out_.maxWindow = static_cast<int>(std::max<std::int64_t>(out_.maxWindow, n.n));
         return it->second;

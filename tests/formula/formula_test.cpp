@@ -196,6 +196,9 @@ TEST(Formula, BoundsAreErrorsAtTheirPlace) {
     fenxi::Formula large(big);
     EXPECT_NE(large.error().message.find("65,536"), std::string::npos);
     EXPECT_EQ(fenxi::Formula(std::string(33, 'A') + ":C").error().message, "name longer than 32 characters");
+    std::string windows = "A:C";
+    for (int k = 0; k < 300; ++k) windows += "+MA(C+" + std::to_string(k) + ",99999)";
+    EXPECT_NE(fenxi::Formula(windows).error().message.find("256 MiB"), std::string::npos);
 }
 
 // A corpus over every function and input: the value at each bar does not
