@@ -740,6 +740,24 @@ std::int64_t HistorySlots(const Node& n) {
     return extremes ? 2 * slots : slots;  // values, and the queue of bars
 }
 
+std::int64_t WindowReads(const Node& n) {
+    if (n.kind != NodeKind::Series) return 0;
+    switch (n.fn) {
+        case Fn::Std:
+        case Fn::Stdp:
+        case Fn::Var:
+        case Fn::Varp:
+        case Fn::Devsq:
+        case Fn::Avedev: return n.n;
+        case Fn::Sum:
+        case Fn::Hhv:
+        case Fn::Llv:
+        case Fn::Hhvbars:
+        case Fn::Llvbars: return n.seriesN ? kMaxWindow : 0;
+        default: return 0;
+    }
+}
+
 namespace {
 
 // `limit`: the most bars a run will see, so that no ring holds more slots

@@ -25,6 +25,12 @@ constexpr std::int64_t kMaxHistory = std::int64_t{1} << 25;
 std::int64_t HistorySpan(const Node& n);
 std::int64_t HistorySlots(const Node& n);
 
+// Bound on the values per bar that the steps which read their whole window
+// (the centred functions, and SUM, HHV, LLV and their BARS with a series N)
+// read together, checked when a formula is lowered.
+constexpr std::int64_t kMaxWindowReads = 1000000;
+std::int64_t WindowReads(const Node& n);
+
 struct Block {
     const UNIKDATA* bars = nullptr;  // the block's bars
     int count = 0;

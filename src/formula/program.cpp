@@ -97,6 +97,7 @@ private:
     Program& out_;
     std::unordered_map<NodeKey, int, NodeKeyHash> seen_;
     std::int64_t history_ = 0;  // slots the nodes' windows allocate
+    std::int64_t reads_ = 0;    // values read per bar by the steps that read their whole window
     std::size_t expanded_ = 0;
 
     int Emit(const Node& n) {
@@ -127,6 +128,10 @@ private:
         if (history_ > kMaxHistory)
             throw Stop{{Pos{0, 0, 0}, "the windows of the formula and the entries it references would keep more than "
                                       "33,554,432 values (256 MiB)"}};
+        reads_ += WindowReads(n);
+        if (reads_ > kMaxWindowReads)
+            throw Stop{{Pos{0, 0, 0}, "the windows that are read whole (STD, VAR, AVEDEV ..., and SUM, HHV, LLV with a "
+                                      "series N) would read more than 1,000,000 values per bar"}};
         out_.nodes.push_back(n);
         if (n.kind == NodeKind::Series) out_.maxWindow = static_cast<int>(std::max<std::int64_t>(out_.maxWindow, n.n));
         return it->second;

@@ -199,6 +199,9 @@ TEST(Formula, BoundsAreErrorsAtTheirPlace) {
     std::string windows = "A:C";
     for (int k = 0; k < 300; ++k) windows += "+MA(C+" + std::to_string(k) + ",99999)";
     EXPECT_NE(fenxi::Formula(windows).error().message.find("256 MiB"), std::string::npos);
+    std::string reads = "A:C";
+    for (int k = 0; k < 11; ++k) reads += "+STD(C+" + std::to_string(k) + ",100000)";
+    EXPECT_NE(fenxi::Formula(reads).error().message.find("1,000,000 values per bar"), std::string::npos);
 }
 
 // A corpus over every function and input: the value at each bar does not
