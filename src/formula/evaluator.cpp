@@ -248,6 +248,23 @@ struct WindowSums {
     std::int64_t lastNaN;
 };
 
+// Bar i enters the window of n and bar i-n leaves it: the values that enter
+// and leave the sums, a NaN (or a bar before the first) counting as 0.
+struct Sliding {
+    double entering, leaving;
+};
+Sliding Slide(WindowSums& h, Ring& ring, std::int64_t n, std::int64_t i, double x) {
+    if (!IsNum(x)) {
+        h.lastNaN = i;
+        x = 0.0;
+    }
+    const double old = i >= n ? ring[i - n] : 0.0;
+    ring[i] = x;
+    return {x, old};
+}
+// The window of bar i is full and holds no NaN.
+bool Full(const WindowSums& h, std::int64_t n, std::int64_t i) { return i >= n - 1 && h.lastNaN <= i - n; }
+
 class WindowSumStep : public Stateful<WindowSums> {
 public:
     WindowSumStep(Fn fn, std::int64_t n, std::int64_t slots) : fn_(fn), n_(n), ring_(slots) {
@@ -264,13 +281,7 @@ public:
         const double* x = in[0];
         for (int j = 0; j < b.count; ++j) {
             const std::int64_t i = b.first + j;
-            double v = x[j];
-            if (!IsNum(v)) {
-                h.lastNaN = i;
-                v = 0.0;
-            }
-            const double old = i >= n_ ? ring_[i - n_] : 0.0;
-            ring_[i] = v;
+            const auto [v, old] = Slide(h, ring_, n_, i, x[j]);
             switch (fn_) {
                 case Fn::Wma:
                     h.w.AddMultiple(-1, h.s);
@@ -290,7 +301,7 @@ public:
             }
             h.s.Add(v);
             h.s.Sub(old);
-            if (i < n_ - 1 || h.lastNaN > i - n_) {
+            if (!Full(h, n_, i)) {
                 out[j] = kNaN;
                 continue;
             }
@@ -314,16 +325,10 @@ public:
         const double* x = in[0];
         for (int j = 0; j < b.count; ++j) {
             const std::int64_t i = b.first + j;
-            double v = x[j];
-            if (!IsNum(v)) {
-                h.lastNaN = i;
-                v = 0.0;
-            }
-            const double old = i >= n_ ? ring_[i - n_] : 0.0;
-            ring_[i] = v;
+            const auto [v, old] = Slide(h, ring_, n_, i, x[j]);
             h.s.Add(v);
             h.s.Sub(old);
-            out[j] = i < n_ - 1 || h.lastNaN > i - n_ ? kNaN : Value(i);
+            out[j] = Full(h, n_, i) ? Value(i) : kNaN;
         }
     }
 
