@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The same output bits from every build: the output-hash program (one hash of
 # every operation's rows and lines, the charts, both systems with their tips,
-# the tactics pools and the flat C functions at units 100, 1000 and 10000)
+# the tactics pools and the flat C functions at units 100, 1000 and 10000,
+# then one of every formula function's values in batch and in streams)
 # must print one value for GCC at -O3 with the AVX2 lanes and without them,
 # GCC at -O2, under ThreadSanitizer at -O2 and under AddressSanitizer at -O0,
 # Clang at -O2 and -O3, and the Windows x86_64 DLL under Wine. Run after

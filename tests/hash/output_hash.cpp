@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "fenxi/fenxi_c.h"
+#include "fenxi/formula.h"
 #include "fenxi/series.h"
 #include "fenxi/signals.h"
 
@@ -168,14 +169,44 @@ void Flat(std::vector<UNIKDATA>& bars, int unit, Hash& h) {
     }
 }
 
+// Every formula function but LN, LOG, EXP and POW (which take the C
+// library's bits), in batch and as a stream with a forming bar replaced.
+void Formulas(const std::vector<UNIKDATA>& bars, int unit, Hash& h) {
+    static const char* const kTexts[] = {
+        "DIF:EMA(C,12)-EMA(C,26); DEA:EMA(DIF,9); M:(DIF-DEA)*2; S:SMA(C,9,3)+MEMA(H,5); D:DMA(C,V/(V+1000000));",
+        "MA(C,5);MA(C,250);SUM(V,0);SUM(C,MOD(BARPOS,7));WMA(C,10);SLOPE(C,20);FORCAST(H,14);AMO/V;",
+        "STD(C,20);STDP(C,5);VAR(L,7);VARP(O,3);DEVSQ(C,4);AVEDEV(C,14);SQRT(H-L);",
+        "HHV(H,20);LLV(L,0);HHVBARS(H,9);LLVBARS(L,MOD(BARPOS,30));REF(C,3);REF(C,MOD(BARPOS,7));HHV(C,BARPOS/2);",
+        "CROSS(MA(C,5),MA(C,20));LONGCROSS(C,MA(C,20),3);COUNT(C>O,10);COUNT(C>O,0);EVERY(C>O,3);EXIST(C>O,3);",
+        "LAST(C>O,5,2);BARSLAST(C>REF(C,1));BARSSINCE(C>20);BARSCOUNT(MA(C,5));VALUEWHEN(CROSS(C,MA(C,10)),C);",
+        "FILTER(C>O,3);IF(C>O,H,L);IFN(C>O,H,L);NOT(C>O);BETWEEN(C,L,H);RANGE(C,L,H);MAX(O,C)-MIN(O,C);",
+        "ABS(C-O)*SIGN(C-O);INTPART(C*3.7)+FLOOR(-C/7)+CEILING(C/9)+ROUND(C*1.5);MOD(C,0.3);(C>O AND V>0) OR C<O;",
+        "YEAR+MONTH+DAY+HOUR+MINUTE+TIME+WEEKDAY+DATE/10000;K:\"KDJ.K\";B:BOLL.UPPER(20);",
+    };
+    const fenxi::Bars series{bars, unit};
+    for (const char* text : kTexts) {
+        const fenxi::Formula f(text);
+        h.Text(f.error().message);
+        for (const fenxi::FormulaLine& l : f.Run(series).lines) h.Add(l.values.data(), l.values.size() * sizeof(double));
+        fenxi::FormulaStream s = f.Stream(unit);
+        for (std::size_t i = 0; i < bars.size(); i += 1) {
+            UNIKDATA forming = bars[i];
+            forming.Close = forming.Low;
+            s.Append(forming);
+            const std::span<const double> last = s.ReplaceLast(bars[i]);
+            if (i % 97 == 0 || i + 1 == bars.size()) h.Add(last.data(), last.size() * sizeof(double));
+        }
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: output_hash DATA_CSV [EXPECTED]\n");
+        std::fprintf(stderr, "usage: output_hash DATA_CSV [EXPECTED [EXPECTED_FORMULAS]]\n");
         return 2;
     }
-    Hash h;
+    Hash h, formulas;
     for (int scale : {1, 10, 100}) {
         std::vector<UNIKDATA> bars = Load(argv[1], scale);
         if (bars.empty()) {
@@ -187,12 +218,19 @@ int main(int argc, char** argv) {
         Charts(bars, unit, h);
         Systems(bars, unit, h);
         Flat(bars, unit, h);
+        Formulas(bars, unit, formulas);
     }
-    char text[17];
+    // The engine's outputs, then the formulas'.
+    char text[17], formulaText[17];
     std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(h.h));
-    std::printf("%s\n", text);
+    std::snprintf(formulaText, sizeof formulaText, "%016llx", static_cast<unsigned long long>(formulas.h));
+    std::printf("%s %s\n", text, formulaText);
     if (argc > 2 && std::strcmp(argv[2], text) != 0) {
         std::fprintf(stderr, "output hash %s, expected %s: some output changed\n", text, argv[2]);
+        return 1;
+    }
+    if (argc > 3 && std::strcmp(argv[3], formulaText) != 0) {
+        std::fprintf(stderr, "formula hash %s, expected %s: some formula output changed\n", formulaText, argv[3]);
         return 1;
     }
     return 0;
