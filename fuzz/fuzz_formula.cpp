@@ -1,8 +1,12 @@
 // The formula compiler and evaluator on any text: as a formula against a
 // small library, and as a formula file. Whatever compiles runs in batch and
-// as a stream over bars of the real sample, which must agree.
+// as a stream over bars of the real sample, which must agree, or over bars at
+// the edges of every field.
+#include <climits>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "fenxi/formula.h"
 #include "fuzz_input.h"
@@ -29,6 +33,32 @@ const fenxi::Bars& Sample() {
                 bar.Amount = static_cast<double>(bar.Volume) * c / 100.0;
                 b.bars.push_back(bar);
             }
+        return b;
+    }();
+    return bars;
+}
+
+// Bars at the edges of every field: the extremes of the prices, volumes of 0
+// and 2^64-1, amounts that are NaN or infinite, dates that are no dates.
+const std::vector<UNIKDATA>& EdgeBars() {
+    static const std::vector<UNIKDATA> bars = [] {
+        std::vector<UNIKDATA> b;
+        const std::int32_t prices[] = {INT32_MIN, -1, 0, 1, INT32_MAX, 1000};
+        const std::uint64_t volumes[] = {0, 1, UINT64_MAX, 1ull << 53};
+        const double amounts[] = {0.0, -0.0, 1e308, -1e308, __builtin_nan(""), __builtin_inf(), 5e-324};
+        const std::int32_t dates[] = {0, -1, INT32_MIN, INT32_MAX, 20240229, 20230229, 10101};
+        for (int k = 0; k < 40; ++k) {
+            UNIKDATA bar{};
+            bar.Open = prices[k % 6];
+            bar.High = prices[(k + 1) % 6];
+            bar.Low = prices[(k + 2) % 6];
+            bar.Close = prices[(k + 3) % 6];
+            bar.Volume = volumes[k % 4];
+            bar.Amount = amounts[k % 7];
+            bar.Date = dates[k % 7];
+            bar.Time = k % 3 == 0 ? INT32_MIN : k;
+            b.push_back(bar);
+        }
         return b;
     }();
     return bars;
@@ -61,6 +91,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const fenxi::Formula f(text, &Library());
     if (!f.ok()) {
         (void)f.error().Format("fuzz");
+        return 0;
+    }
+    if (data[0] & 128) {  // the edge bars, as a stream (a batch run refuses them)
+        fenxi::FormulaStream edge = f.Stream(1 + (data[0] & 3) * 999);
+        for (const UNIKDATA& bar : EdgeBars()) (void)edge.Append(bar);
+        (void)f.Run(fenxi::Bars{EdgeBars(), 100});
         return 0;
     }
     const fenxi::Bars& bars = Sample();

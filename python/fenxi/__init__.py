@@ -228,7 +228,7 @@ def _check(error) -> None:
         raise FormulaError(error)
 
 
-class FormulaStream:
+class FormulaStream(Stream):
     """A formula kept running over a growing series of bars.
 
     ``append(bar)`` adds a bar, ``replace_last(bar)`` replaces the forming
@@ -236,18 +236,9 @@ class FormulaStream:
     recompute over the same bars. Bars are as ``Stream`` takes them.
     """
 
-    def __init__(self, stream, names):
+    def __init__(self, stream, names):  # pylint: disable=super-init-not-called
         self._stream = stream
         self.names = names
-
-    def append(self, bar) -> dict:
-        return dict(zip(self.names, self._stream.append(*Stream._fields(bar))))
-
-    def replace_last(self, bar) -> dict:
-        return dict(zip(self.names, self._stream.replace_last(*Stream._fields(bar))))
-
-    def __len__(self) -> int:
-        return len(self._stream)
 
 
 class Formula:
