@@ -320,7 +320,10 @@ private:
 
 class CentredStep : public Stateful<WindowSums> {
 public:
-    CentredStep(Fn fn, std::int64_t n, std::int64_t slots) : fn_(fn), n_(n), ring_(slots) { h.lastNaN = -1; }
+    CentredStep(Fn fn, std::int64_t n, std::int64_t slots)
+        : fn_(fn), n_(n), ring_(slots), terms_(static_cast<std::size_t>(std::min(n, slots))) {
+        h.lastNaN = -1;
+    }
     void Run(const Block& b, const double* const* in, double* out) override {
         const double* x = in[0];
         for (int j = 0; j < b.count; ++j) {
@@ -336,23 +339,27 @@ private:
     Fn fn_;
     std::int64_t n_;
     Ring ring_;
+    std::vector<double> terms_;  // the window's squared (or absolute) deviations
 
     double Value(std::int64_t i) {
         const double m = h.s.Divided(static_cast<std::uint64_t>(n_));
-        ExactSum acc;
+        double* q = terms_.data();
         for (std::int64_t k = i - n_ + 1; k <= i; ++k) {
             const double d = ring_[k] - m;
-            const double q = fn_ == Fn::Avedev ? std::fabs(d) : d * d;
-            if (q - q != 0.0) return kNaN;
-            acc.Add(q);
+            const double t = fn_ == Fn::Avedev ? std::fabs(d) : d * d;
+            if (t - t != 0.0) return kNaN;
+            *q++ = t;
         }
+        const auto sum = [this](std::int64_t d) {
+            return ExactSum::SumDivided(terms_.data(), static_cast<std::size_t>(n_), static_cast<std::uint64_t>(d));
+        };
         switch (fn_) {
-            case Fn::Devsq: return acc.Divided(1);
-            case Fn::Varp: return acc.Divided(static_cast<std::uint64_t>(n_));
-            case Fn::Var: return acc.Divided(static_cast<std::uint64_t>(n_ - 1));
-            case Fn::Stdp: return std::sqrt(acc.Divided(static_cast<std::uint64_t>(n_)));
-            case Fn::Std: return std::sqrt(acc.Divided(static_cast<std::uint64_t>(n_ - 1)));
-            default: return acc.Divided(static_cast<std::uint64_t>(n_));  // AVEDEV
+            case Fn::Devsq: return sum(1);
+            case Fn::Varp: return sum(n_);
+            case Fn::Var: return sum(n_ - 1);
+            case Fn::Stdp: return std::sqrt(sum(n_));
+            case Fn::Std: return std::sqrt(sum(n_ - 1));
+            default: return sum(n_);  // AVEDEV
         }
     }
 };
@@ -742,7 +749,8 @@ std::int64_t HistorySlots(const Node& n) {
     if (span == 0) return 0;
     const std::int64_t slots = PowerOfTwoAtLeast(span);
     const bool extremes = !n.seriesN && (n.fn == Fn::Hhv || n.fn == Fn::Llv || n.fn == Fn::Hhvbars || n.fn == Fn::Llvbars);
-    return extremes ? 2 * slots : slots;  // values, and the queue of bars
+    if (extremes) return 2 * slots;  // values, and the queue of bars
+    return WindowReads(n) > 0 && !n.seriesN ? slots + n.n : slots;  // the centred functions' terms
 }
 
 std::int64_t WindowReads(const Node& n) {

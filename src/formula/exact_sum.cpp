@@ -180,17 +180,57 @@ void ExactSum::AddMultiple(std::int64_t c, const ExactSum& s) {
 
 double ExactSum::Divided(std::uint64_t d) const {
     if (d == 0) return kNaN;
-    if (wide_) return DividedWide(d);
-    if (narrow_.Zero()) return 0.0;
-    const bool negative = narrow_.Negative();
-    const U128 mag = narrow_.Magnitude();
+    return wide_ ? DividedWide(d) : NarrowDivided(narrow_, scale_, d);
+}
+
+double ExactSum::NarrowDivided(U128 sum, int scale, std::uint64_t d) {
+    if (sum.Zero()) return 0.0;
+    const bool negative = sum.Negative();
+    const U128 mag = sum.Magnitude();
     const int up = 125 - mag.TopBit();
     const U128 m = mag << up;  // the top bit at 125, as the quotient's first guess wants
     double v;
-    if (d < (std::uint64_t{1} << 53) && NearQuotient(m, scale_ - up, d, v)) return negative ? -v : v;
-    ExactSum w = *this;
+    if (d < (std::uint64_t{1} << 53) && NearQuotient(m, scale - up, d, v)) return negative ? -v : v;
+    ExactSum w;  // a tiny or huge quotient: the long route
+    w.narrow_ = sum;
+    w.scale_ = scale;
     w.Widen();
     return w.DividedWide(d);
+}
+
+double ExactSum::SumDivided(const double* terms, std::size_t count, std::uint64_t d) {
+    // The range of the terms' lowest mantissa bits; negative and subnormal
+    // terms take the general route.
+    int lo = 1 << 20, hi = -1;
+    bool general = false;
+    for (std::size_t k = 0; k < count; ++k) {
+        std::uint64_t bits;
+        std::memcpy(&bits, &terms[k], sizeof bits);
+        if (bits == 0) continue;
+        const int biased = static_cast<int>(bits >> 52);  // the sign bit makes it 2048 or more
+        general |= biased == 0 || biased >= 2047;
+        lo = std::min(lo, biased - 1);
+        hi = std::max(hi, biased - 1);
+    }
+    if (!general && hi >= 0 && hi - lo + 53 + std::bit_width(count) <= kNarrowBits) {
+        U128 sum;
+        for (std::size_t k = 0; k < count; ++k) {
+            std::uint64_t bits;
+            std::memcpy(&bits, &terms[k], sizeof bits);
+            if (bits == 0) continue;
+            const std::uint64_t mant = (bits & ((std::uint64_t{1} << 52) - 1)) | (std::uint64_t{1} << 52);
+            // mant << sh as two words, without branches (sh < 71 here).
+            const int sh = static_cast<int>(bits >> 52) - 1 - lo;
+            const std::uint64_t low = sh < 64 ? mant << sh : 0;
+            const std::uint64_t high = sh < 64 ? (mant >> 1) >> (63 - sh) : mant << (sh - 64);
+            sum = sum + U128(high, low);
+        }
+        return NarrowDivided(sum, lo, d);
+    }
+    if (hi < 0 && !general) return 0.0;
+    ExactSum s;
+    for (std::size_t k = 0; k < count; ++k) s.Add(terms[k]);
+    return s.Divided(d);
 }
 
 double ExactSum::DividedWide(std::uint64_t d) const {

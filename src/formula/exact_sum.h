@@ -14,6 +14,7 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -35,6 +36,10 @@ public:
     // The sum divided by d >= 1, rounded once to the nearest double (ties to
     // even); +0.0 for an exact zero, NaN when the rounded value overflows.
     double Divided(std::uint64_t d) const;
+    // The exact sum of `count` finite values divided by d, rounded once: a
+    // window's terms summed at once (one scan for their range, then one
+    // 128-bit add each where the range allows).
+    static double SumDivided(const double* terms, std::size_t count, std::uint64_t d);
 
 private:
     static constexpr std::int32_t kNoScale = 1 << 20;  // no term yet
@@ -49,6 +54,7 @@ private:
 
     bool NegativeWide() const { return static_cast<std::int64_t>(limb_[kLimbs - 1]) < 0; }
     double DividedWide(std::uint64_t d) const;
+    static double NarrowDivided(U128 sum, int scale, std::uint64_t d);
     void Widen();
 
     // v * 2^pos units added to the narrow form; false (nothing changed) when
