@@ -346,7 +346,8 @@ TEST(Formula, LibraryEntriesReferencesAndParameters) {
 // The 128-bit form of an exact sum against the limbs: a sum that once held
 // 1e308 and 2^-1074 together lives in the limbs for good, so the same terms
 // added to it and to a fresh sum reach one value by two routes. Ties
-// (even divisors of odd sums), signs and whole multiples included.
+// (even divisors of odd sums), signs and whole multiples included; and a
+// window's terms summed at once against adding them one by one.
 TEST(Formula, ExactSumRoutesAgree) {
     std::mt19937_64 rng(5);
     const double pool[] = {1e300, 1e-300, 5e-324, 1e16, 2.0e-310, 1e100, 7e-5, 1.0, 0.1, 3.0, 123456.789, 33.45, 12.3};
@@ -359,6 +360,8 @@ TEST(Formula, ExactSumRoutesAgree) {
             w->Sub(5e-324);
         }
         const bool mixed = t % 3 == 0;  // else only price-like terms
+        std::vector<double> terms;  // |x|: a window's terms summed at once
+        fenxi::formula::ExactSum magnitudes;
         for (int k = 1 + static_cast<int>(rng() % 8); k > 0; --k) {
             const double x = pool[mixed ? rng() % 13 : 7 + rng() % 6] * ((rng() & 1) ? -1.0 : 1.0) *
                              static_cast<double>(1 + rng() % 7);
@@ -367,7 +370,10 @@ TEST(Formula, ExactSumRoutesAgree) {
             wide.AddMultiple(c, x);
             s.Add(x);
             ws.Add(x);
+            terms.push_back(std::fabs(x));
+            magnitudes.Add(std::fabs(x));
         }
+        ASSERT_TRUE(SameBits(fenxi::formula::ExactSum::SumDivided(terms.data(), terms.size(), 7), magnitudes.Divided(7)));
         const auto c = static_cast<std::int64_t>(rng() % 7) - 3;
         narrow.AddMultiple(c, s);
         wide.AddMultiple(c, ws);
