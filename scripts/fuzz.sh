@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Builds the libFuzzer targets with clang (ASan + UBSan) and runs each for a
 # bounded time from the checked-in seed corpus (default 15 s each). New
-# inputs go to a scratch folder; the checked-in corpus is only read.
+# inputs go to a scratch folder; the checked-in corpus is only read, unless
+# FENXI_FUZZ_MERGE=1, which adds to it the scratch inputs that reach new
+# coverage (after a long run, so that CI's short one starts from there).
 #   bash scripts/fuzz.sh [SECONDS] [TARGET...]    (targets: engine systems capi csv formula)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -31,5 +33,11 @@ for target in "${targets[@]}"; do
     "${extra[@]}" "$scratch" fuzz/corpus/$target >"$log" 2>&1 || status=$?
   grep -E '^(stat::number_of_executed_units|stat::peak_rss_mb)|ERROR|SUMMARY|^ +#[0-9]+ 0x' "$log" | head -40 || true
   if [ "$status" -ne 0 ]; then echo "fuzz_$target failed (see $log)"; exit 1; fi
+  if [ "${FENXI_FUZZ_MERGE:-0}" = 1 ]; then
+    before=$(ls fuzz/corpus/$target | wc -l)
+    build/fuzz/fuzz/fuzz_$target -merge=1 -timeout=20 -rss_limit_mb=4096 "${extra[@]}" fuzz/corpus/$target "$scratch" \
+      >"$log.merge" 2>&1
+    echo "fuzz_$target: corpus $before -> $(ls fuzz/corpus/$target | wc -l) inputs"
+  fi
 done
 echo "fuzz: ${#targets[@]} passed, 0 failed"
