@@ -26,6 +26,14 @@ fenxi::FormulaArgs Args(const py::dict& params) {
     return args;
 }
 
+py::list ParamList(std::span<const fenxi::FormulaParam> params) {
+    py::list out;
+    for (const fenxi::FormulaParam& p : params)
+        out.append(py::dict(py::arg("name") = p.name, py::arg("default") = p.defaultValue, py::arg("min") = p.min,
+                            py::arg("max") = p.max));
+    return out;
+}
+
 // A compiled formula: owned, or an entry of a library kept alive beside it.
 struct PyFormula {
     std::shared_ptr<const fenxi::FormulaLibrary> library;
@@ -44,13 +52,7 @@ struct PyFormula {
         for (const fenxi::FormulaOutput& o : F().outputs()) out.push_back(o.name);
         return out;
     }
-    py::list Parameters() const {
-        py::list out;
-        for (const fenxi::FormulaParam& p : F().parameters())
-            out.append(py::dict(py::arg("name") = p.name, py::arg("default") = p.defaultValue, py::arg("min") = p.min,
-                                py::arg("max") = p.max));
-        return out;
-    }
+    py::list Parameters() const { return ParamList(F().parameters()); }
     // (names, arrays) or an error tuple.
     py::object Run(const fenxi::Bars& bars, const py::dict& params) const {
         const fenxi::FormulaArgs args = Args(params);
@@ -113,9 +115,13 @@ void BindFormulas(py::module_& m) {
         })
         .def("entries", [](const PyLibrary& l) {
             py::list out;
-            for (const fenxi::FormulaEntry& e : l.library->Entries())
+            for (const fenxi::FormulaEntry& e : l.library->Entries()) {
+                py::list lines;
+                for (const fenxi::FormulaOutput& o : e.outputs) lines.append(o.name);
                 out.append(py::dict(py::arg("name") = e.name, py::arg("description") = e.description,
-                                    py::arg("overlay") = e.overlay, py::arg("file") = e.file));
+                                    py::arg("overlay") = e.overlay, py::arg("parameters") = ParamList(e.parameters),
+                                    py::arg("lines") = lines, py::arg("file") = e.file, py::arg("line") = e.line));
+            }
             return out;
         })
         .def("find", [](const PyLibrary& l, const std::string& name) -> py::object {

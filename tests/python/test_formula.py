@@ -181,6 +181,8 @@ def test_frames_streams_files_and_errors(tmp_path):
                     "BBI: (MA(CLOSE,M1)+MA(CLOSE,M2))/2;\nEND\n", encoding="utf-8")
     lib = fenxi.load_formulas(path)
     assert "bbi" in lib and lib.entries()[0]["description"] == "多空指标"
+    assert lib.entries()[0]["parameters"][0] == {"name": "M1", "default": 3, "min": 1, "max": 100}
+    assert lib["BBI"].parameters == lib.entries()[0]["parameters"] and lib.entries()[0]["lines"] == ["BBI"]
     five = lib["BBI"].run(df, M1=5)
     want = (fenxi.formula(df, "MA(C,5)")["LINE1"] + fenxi.formula(df, "MA(C,6)")["LINE1"]) / 2
     assert np.array_equal(five["BBI"].to_numpy(), want.to_numpy(), equal_nan=True)
