@@ -3,6 +3,7 @@
 // real series, and the O(1) window sums against a direct exact sum.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <random>
@@ -399,4 +400,27 @@ TEST(Formula, WideIntegerRoutesAgree) {
         ASSERT_TRUE(q1 == q2 && r1 == r2) << d;
     }
 #endif
+}
+
+// Units and counts at their extremes: refused units are errors, an empty
+// series gives empty lines, and a stream at any accepted unit runs.
+TEST(Formula, ExtremeUnitsAndCounts) {
+    const fenxi::Formula f("DIF:EMA(C,12)-EMA(C,26); M:MA(C,5); S:STD(C,3); HH:HHV(H,2); B:BOLL.UPPER;");
+    ASSERT_TRUE(f.ok());
+    const auto sample = testbars::Sample();
+    for (int unit : {INT_MIN, -1, 0, 1, 1000, INT_MAX}) {
+        const fenxi::FormulaResult r = f.Run(fenxi::Bars{{sample.begin(), sample.begin() + 40}, unit});
+        EXPECT_EQ(r.ok(), unit >= 1) << unit;
+        fenxi::FormulaStream s = f.Stream(unit);
+        EXPECT_EQ(s.ok(), unit >= 1) << unit;
+        for (int i = 0; i < 3; ++i) EXPECT_EQ(s.Append(sample[static_cast<std::size_t>(i)]).size(), 5u) << unit;
+    }
+    for (std::size_t n : {std::size_t{0}, std::size_t{1}, std::size_t{2}}) {
+        const fenxi::FormulaResult r = f.Run(fenxi::Bars{{sample.begin(), sample.begin() + static_cast<long>(n)}, 100});
+        ASSERT_TRUE(r.ok()) << n;
+        for (const fenxi::FormulaLine& l : r.lines) EXPECT_EQ(l.values.size(), n);
+    }
+    fenxi::FormulaStream empty;
+    EXPECT_TRUE(empty.Append(sample[0]).empty());
+    EXPECT_FALSE(fenxi::Formula().Run(fenxi::Bars{sample, 100}).ok());
 }
