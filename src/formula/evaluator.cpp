@@ -5,6 +5,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "core/window.h"
 #include "formula/exact_sum.h"
 
 namespace fenxi::formula {
@@ -74,6 +75,12 @@ double Weekday(std::int32_t date) {
     return static_cast<double>(days % 7 + 1);
 }
 
+// The engine's integer price in true units: one IEEE division.
+struct Price {
+    double unit;
+    double operator()(std::int32_t v) const { return v / unit; }
+};
+
 class InputStep : public Step {
 public:
     explicit InputStep(Input input) : input_(input) {}
@@ -81,10 +88,10 @@ public:
         const UNIKDATA* bars = b.bars;
         const double unit = b.unit;
         switch (input_) {
-            case Input::Open: for (int j = 0; j < b.count; ++j) out[j] = bars[j].Open / unit; break;
-            case Input::High: for (int j = 0; j < b.count; ++j) out[j] = bars[j].High / unit; break;
-            case Input::Low: for (int j = 0; j < b.count; ++j) out[j] = bars[j].Low / unit; break;
-            case Input::Close: for (int j = 0; j < b.count; ++j) out[j] = bars[j].Close / unit; break;
+            case Input::Open: return MappedField(bars, b.count, &UNIKDATA::Open, Price{unit}, out);
+            case Input::High: return MappedField(bars, b.count, &UNIKDATA::High, Price{unit}, out);
+            case Input::Low: return MappedField(bars, b.count, &UNIKDATA::Low, Price{unit}, out);
+            case Input::Close: return MappedField(bars, b.count, &UNIKDATA::Close, Price{unit}, out);
             case Input::Vol: for (int j = 0; j < b.count; ++j) out[j] = static_cast<double>(bars[j].Volume); break;
             case Input::Amount: for (int j = 0; j < b.count; ++j) out[j] = Finite(bars[j].Amount); break;
             case Input::Date: for (int j = 0; j < b.count; ++j) out[j] = bars[j].Date; break;
