@@ -183,7 +183,7 @@ double ExactSum::Divided(std::uint64_t d) const {
     return wide_ ? DividedWide(d) : NarrowDivided(narrow_, scale_, d);
 }
 
-double ExactSum::NarrowDivided(U128 sum, int scale, std::uint64_t d) {
+double ExactSum::NarrowDivided(const U128& sum, int scale, std::uint64_t d) {
     if (sum.Zero()) return 0.0;
     const bool negative = sum.Negative();
     const U128 mag = sum.Magnitude();

@@ -54,7 +54,7 @@ private:
 
     bool NegativeWide() const { return static_cast<std::int64_t>(limb_[kLimbs - 1]) < 0; }
     double DividedWide(std::uint64_t d) const;
-    static double NarrowDivided(U128 sum, int scale, std::uint64_t d);
+    static double NarrowDivided(const U128& sum, int scale, std::uint64_t d);
     void Widen();
 
     // v * 2^pos units added to the narrow form; false (nothing changed) when
