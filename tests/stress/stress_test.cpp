@@ -9,6 +9,7 @@
 
 #include "bars.h"
 #include "engine_probe.h"
+#include "fenxi/formula.h"
 
 using FENXIDATA = CAnalysisTechniques::FENXIDATA;
 using PROPERTY = CAnalysisTechniques::FENXIDATA_PROPERTY;
@@ -116,4 +117,36 @@ TEST(Stress, FlatCallsInParallel) {
     SetDebugOutputHook(nullptr);
     EXPECT_EQ(failures.load(), 0);
     EXPECT_GT(g_traces.load(), kThreads * 3 * 10);
+}
+
+// One compiled formula (with a library entry and a registry operation among
+// its references) run and streamed from many threads at once.
+TEST(Stress, OneFormulaFromManyThreads) {
+    const auto sample = testbars::Sample();
+    const std::vector<UNIKDATA> bars(sample.begin(), sample.begin() + 1200);
+    fenxi::FormulaLibrary lib;
+    ASSERT_FALSE(lib.Load("FORMULA BBI\nPARAM M 3 1 100\nBBI:(MA(C,M)+MA(C,2*M))/2;\nEND\n", "lib.fxl"));
+    const fenxi::Formula f("DIF:EMA(C,12)-EMA(C,26); DEA:EMA(DIF,9); S:STD(C,20); B:BBI.BBI(5); K:\"KDJ.K\";", &lib);
+    ASSERT_TRUE(f.ok());
+    const fenxi::FormulaResult want = f.Run(fenxi::Bars{bars, 100});
+    std::atomic<int> mismatches{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            if (t % 2 == 0) {
+                const fenxi::FormulaResult got = f.Run(fenxi::Bars{bars, 100}, {});
+                for (std::size_t k = 0; k < want.lines.size(); ++k)
+                    mismatches += std::memcmp(got.lines[k].values.data(), want.lines[k].values.data(),
+                                              bars.size() * sizeof(double)) != 0;
+                return;
+            }
+            fenxi::FormulaStream s = f.Stream(100);
+            for (std::size_t i = 0; i < bars.size(); ++i) {
+                const std::span<const double> last = s.Append(bars[i]);
+                for (std::size_t k = 0; k < want.lines.size(); ++k)
+                    mismatches += std::memcmp(&last[k], &want.lines[k].values[i], sizeof(double)) != 0;
+            }
+        });
+    for (auto& t : threads) t.join();
+    EXPECT_EQ(mismatches.load(), 0);
 }
