@@ -211,6 +211,39 @@ private:
     const double* x2_;
 };
 
+// The pair with an element-wise function of its two lines and a third
+// recurrence over that (MACD's DIF and DEA), all in one loop: the third
+// chain then overlaps the first two.
+struct RecurrenceTrio {
+    Recurrence first, second, third;
+};
+
+class LinearTrioStep : public Stateful<RecurrenceTrio> {
+public:
+    LinearTrioStep(const Node& n1, const Node& n2, const double* x2, const Node& combine, bool swapped, const Node& n3)
+        : f1_(Linear::Of(n1)), f2_(Linear::Of(n2)), f3_(Linear::Of(n3)), x2_(x2), op_(combine.op), swapped_(swapped) {}
+    void Run(const Block& b, const double* const* in, double* out) override {
+        const double *x1 = in[0], *x2 = x2_;
+        double *out2 = out + kBlock, *combined = out + 2 * kBlock, *out3 = out + 3 * kBlock;
+        RecurrenceTrio s = h;
+        for (int j = 0; j < b.count; ++j) {
+            const double y1 = f1_.Step(s.first, x1[j]), y2 = f2_.Step(s.second, x2[j]);
+            const double z = swapped_ ? Binary(op_, y2, y1) : Binary(op_, y1, y2);
+            out[j] = y1;
+            out2[j] = y2;
+            combined[j] = z;
+            out3[j] = f3_.Step(s.third, z);
+        }
+        h = s;
+    }
+
+private:
+    Linear f1_, f2_, f3_;
+    const double* x2_;
+    Op op_;
+    bool swapped_;
+};
+
 class Fused : public Step {
 public:
     void Run(const Block&, const double* const*, double*) override {}
@@ -855,6 +888,24 @@ Evaluator::Evaluator(const Program& program, const Bars* series, int unit)
         if (k + 1 < program.nodes.size() && linear(n) && linear(program.nodes[k + 1]) &&
             program.nodes[k + 1].in[0] != static_cast<int>(k)) {
             const Node& next = program.nodes[k + 1];
+            const auto first = static_cast<int>(k), second = first + 1;
+            if (k + 3 < program.nodes.size()) {
+                const Node &combine = program.nodes[k + 2], &third = program.nodes[k + 3];
+                const bool pairInputs = combine.kind == NodeKind::Binary &&
+                                        ((combine.in[0] == first && combine.in[1] == second) ||
+                                         (combine.in[0] == second && combine.in[1] == first));
+                if (pairInputs && linear(third) && third.in[0] == first + 2) {
+                    steps_.push_back(std::make_unique<LinearTrioStep>(n, next, Column(next.in[0]), combine,
+                                                                      combine.in[0] == second, third));
+                    for (std::size_t f = k + 1; f <= k + 3; ++f) {
+                        steps_.push_back(std::make_unique<Fused>());
+                        for (int a = 0; a < program.nodes[f].inputs; ++a)
+                            inputs_[f * 3 + static_cast<std::size_t>(a)] = Column(program.nodes[f].in[a]);
+                    }
+                    k += 3;
+                    continue;
+                }
+            }
             steps_.push_back(std::make_unique<LinearPairStep>(n, next, Column(next.in[0])));
             steps_.push_back(std::make_unique<Fused>());
             inputs_[(k + 1) * 3] = Column(next.in[0]);

@@ -424,3 +424,20 @@ TEST(Formula, ExtremeUnitsAndCounts) {
     EXPECT_TRUE(empty.Append(sample[0]).empty());
     EXPECT_FALSE(fenxi::Formula().Run(fenxi::Bars{sample, 100}).ok());
 }
+
+// Recurrences stepped together in one loop (MACD's two EMAs, DIF and DEA)
+// against the same lines stepped apart: IF(1,X,0) is X but keeps the nodes
+// from being fused.
+TEST(Formula, FusedRecurrencesEqualSeparateOnes) {
+    const fenxi::Bars bars{testbars::Sample(), 100};
+    const fenxi::FormulaResult fused =
+        fenxi::Formula("DIF:EMA(C,12)-EMA(C,26); DEA:EMA(DIF,9); S:SMA(C,9,2); T:SMA(C,7,3); U:EMA(T/S,5); "
+                       "P:EMA(H,5)+EMA(H,7)*2;").Run(bars);
+    const fenxi::FormulaResult apart = fenxi::Formula(
+        "DIF:EMA(C,12)-EMA(IF(1,C,0),26); DEA:EMA(IF(1,DIF,0),9); S:SMA(C,9,2); T:SMA(IF(1,C,0),7,3); "
+        "U:EMA(IF(1,T/S,0),5); P:EMA(H,5)+EMA(IF(1,H,0),7)*2;").Run(bars);
+    ASSERT_TRUE(fused.ok() && apart.ok());
+    for (std::size_t k = 0; k < fused.lines.size(); ++k)
+        for (std::size_t i = 0; i < bars.bars.size(); ++i)
+            ASSERT_TRUE(SameBits(fused.lines[k].values[i], apart.lines[k].values[i])) << fused.lines[k].name << " " << i;
+}
