@@ -1,26 +1,14 @@
 #include "formula_command.h"
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
-#include <cctype>
 #include <charconv>
-#include <cstdio>
-#include <iostream>
 
+#include "catalog.h"
 #include "fenxi/formula.h"
-#include "format.h"
 
 namespace fenxi_cli {
 
 namespace {
-
-// The shortest text that reads back as the same double.
-std::string Exact(double v) {
-    char buf[32];
-    const auto r = std::to_chars(buf, buf + sizeof buf, v);
-    return std::string(buf, r.ptr);
-}
 
 fenxi::FormulaArgs ParseParams(const std::vector<std::string>& given) {
     fenxi::FormulaArgs args;
@@ -37,18 +25,9 @@ fenxi::FormulaArgs ParseParams(const std::vector<std::string>& given) {
     return args;
 }
 
-bool SameName(const std::string& a, const std::string& b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::toupper(static_cast<unsigned char>(x)) == std::toupper(static_cast<unsigned char>(y));
-           });
-}
-
-int Refuse(const fenxi::FormulaError& e, const std::string& name) {
-    std::cerr << e.Format(name) << "\n";
-    return 2;
-}
-
 }  // namespace
+
+fenxi::FormulaArgs NamedParams(const std::vector<std::string>& given) { return ParseParams(given); }
 
 CLI::App* AddFormulaCommand(CLI::App& app, FormulaOptions& o) {
     auto* cmd = app.add_subcommand("formula", "a formula's lines over every bar (CSV by default)");
@@ -56,6 +35,7 @@ CLI::App* AddFormulaCommand(CLI::App& app, FormulaOptions& o) {
     cmd->add_option("-f,--file", o.file, "a formula file; TEXT names one of its entries");
     cmd->add_option("--param", o.params, "NAME=VALUE for a parameter of the entry, repeatable");
     cmd->add_flag("--json", o.json, "the lines as JSON");
+    AddFormulasOption(cmd, o.formulas);
     AddInput(cmd, o.input);
     std::string footer = "\nFunctions:\n";
     for (const fenxi::FormulaFunctionInfo& f : fenxi::FormulaFunctions()) {
@@ -64,71 +44,38 @@ CLI::App* AddFormulaCommand(CLI::App& app, FormulaOptions& o) {
         footer += "  " + sig + " " + f.summary + "\n";
     }
     footer += "\nInputs: OPEN O, HIGH H, LOW L, CLOSE C, VOL V VOLUME, AMOUNT AMO, DATE, TIME, YEAR, MONTH, DAY,\n"
-              "HOUR, MINUTE, WEEKDAY, BARPOS. References: NAME.LINE(P...) to 'fenxi list' operations.\n";
+              "HOUR, MINUTE, WEEKDAY, BARPOS. References: NAME.LINE(P...) to the operations and formulas\n"
+              "'fenxi list' shows.\n";
     cmd->footer(footer);
     return cmd;
 }
 
 int RunFormula(const FormulaOptions& o) {
-    fenxi::FormulaLibrary library;
+    const fenxi::FormulaLibrary& shared = Library(o.formulas);
+    fenxi::FormulaLibrary own;  // a -f file's entries beside the shipped ones
     fenxi::Formula owned;
     const fenxi::Formula* formula = &owned;
     std::string name = "formula";
     if (!o.file.empty()) {
-        if (fenxi::FormulaError e = library.LoadFile(o.file)) return Refuse(e, o.file);
-        formula = library.Find(o.textOrName);
+        if (!o.formulas.empty())
+            throw CLI::ValidationError("-f and --formulas together: give the file with --formulas and name its entry");
+        if (fenxi::FormulaError e = own.LoadFile(o.file)) throw FormulaRefused(e.Format(o.file));
+        formula = own.Find(o.textOrName);
         if (formula == nullptr) {
             std::string names;
-            for (const fenxi::FormulaEntry& e : library.Entries()) names += " " + e.name;
+            for (const fenxi::FormulaEntry& e : own.Entries())
+                if (!e.shipped) names += " " + e.name;
             throw CLI::ValidationError(o.file + " has no entry '" + o.textOrName + "'; its entries:" + names);
         }
         name = o.file;
     } else {
-        owned = fenxi::Formula(o.textOrName);
-        if (!owned.ok()) return Refuse(owned.error(), name);
+        owned = fenxi::Formula(o.textOrName, &shared);
+        if (!owned.ok()) throw FormulaRefused(owned.error().Format(name));
     }
     const fenxi::FormulaArgs args = ParseParams(o.params);
     BarFile f = o.input.Load();
-    const fenxi::Bars bars{f.bars, f.unit};
-    const fenxi::FormulaResult r = formula->Run(bars, args);
-    if (r.formulaError) return Refuse(r.formulaError, name);
-    if (r.error) throw InputError(o.input.path + ": " + r.error.message);
-    const std::size_t n = f.bars.size();
-    if (o.json) {
-        nlohmann::json out;
-        out["formula"] = o.file.empty() ? o.textOrName : formula->name();
-        nlohmann::json params = nlohmann::json::object();
-        for (const fenxi::FormulaParam& p : formula->parameters()) params[p.name] = p.defaultValue;
-        for (const auto& [k, v] : args)
-            for (const fenxi::FormulaParam& p : formula->parameters())
-                if (SameName(p.name, k)) params[p.name] = v;
-        out["parameters"] = params;
-        out["unit"] = f.unit;
-        out["lines"] = nlohmann::json::array();
-        for (const fenxi::FormulaLine& l : r.lines) out["lines"].push_back({{"name", l.name}, {"attributes", l.attributes}});
-        out["rows"] = nlohmann::json::array();
-        for (std::size_t i = 0; i < n; ++i) {
-            nlohmann::json row = {{"date", Date(f.bars[i].Date)}, {"time", Time(f.bars[i].Time)}};
-            for (const fenxi::FormulaLine& l : r.lines) {
-                const double v = l.values[i];
-                row[l.name] = v != v ? nlohmann::json(nullptr) : nlohmann::json(v);
-            }
-            out["rows"].push_back(row);
-        }
-        std::cout << out.dump(1) << "\n";
-        return 0;
-    }
-    std::string text = "date,time";
-    for (const fenxi::FormulaLine& l : r.lines) text += "," + l.name;
-    std::printf("%s\n", text.c_str());
-    for (std::size_t i = 0; i < n; ++i) {
-        text = Date(f.bars[i].Date) + "," + Time(f.bars[i].Time);
-        for (const fenxi::FormulaLine& l : r.lines) {
-            const double v = l.values[i];
-            text += "," + (v != v ? std::string() : Exact(v));
-        }
-        std::printf("%s\n", text.c_str());
-    }
+    const fenxi::FormulaResult r = RunChecked(*formula, fenxi::Bars{f.bars, f.unit}, args, o.input.path);
+    PrintFormulaLines(*formula, o.file.empty() ? o.textOrName : formula->name(), args, r, f, o.json);
     return 0;
 }
 

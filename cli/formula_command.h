@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "fenxi/formula.h"
 #include "input.h"
 
 namespace fenxi_cli {
@@ -16,6 +17,7 @@ struct FormulaOptions {
     std::string file;                 // a formula file
     std::vector<std::string> params;  // NAME=VALUE
     bool json = false;
+    std::vector<std::string> formulas;  // --formulas files
     Input input;
 };
 
@@ -24,5 +26,8 @@ CLI::App* AddFormulaCommand(CLI::App& app, FormulaOptions& options);
 // CSV (or JSON) of the output lines. A formula error prints
 // NAME:LINE:COLUMN: message, the line and a caret, and exits with 2.
 int RunFormula(const FormulaOptions& options);
+
+// NAME=VALUE texts as formula arguments (a usage error otherwise).
+fenxi::FormulaArgs NamedParams(const std::vector<std::string>& given);
 
 }  // namespace fenxi_cli

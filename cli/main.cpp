@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "bars_csv.h"
+#include "catalog.h"
 #include "format.h"
 #include "formula_command.h"
 #include "input.h"
@@ -83,7 +84,17 @@ std::string Signature(const OperationSpec& op, const Params& p) {
     return s;
 }
 
-int ListJson() {
+nlohmann::json EntryJson(const fenxi::FormulaEntry& e) {
+    nlohmann::json params = nlohmann::json::array(), lines = nlohmann::json::array();
+    for (const fenxi::FormulaParam& p : e.parameters)
+        params.push_back({{"name", p.name}, {"default", p.defaultValue}, {"min", p.min}, {"max", p.max}});
+    for (const fenxi::FormulaOutput& o : e.outputs) lines.push_back({{"name", o.name}, {"attributes", o.attributes}});
+    return {{"name", e.name},        {"kind", "formula"},    {"description", e.description},
+            {"overlay", e.overlay},  {"file", e.file},       {"shipped", e.shipped},
+            {"parameters", params},  {"lines", lines}};
+}
+
+int ListJson(const fenxi::FormulaLibrary& library) {
     nlohmann::json out = nlohmann::json::array();
     for (const OperationSpec& op : fenxi::Operations()) {
         std::int32_t p[fenxi::kMaxParams] = {};
@@ -97,6 +108,7 @@ int ListJson() {
             lines.push_back({{"name", op.lines[k].name}, {"column", op.lines[k].column},
                              {"measure", fenxi::ScaleName(op, k, p)}});
         out.push_back({{"name", op.name},
+                       {"kind", "builtin"},
                        {"code", op.code >= 0 ? nlohmann::json(op.code) : nlohmann::json(nullptr)},
                        {"parameters", params},
                        {"lines", lines},
@@ -104,12 +116,13 @@ int ListJson() {
                        {"updater", op.update != nullptr},
                        {"updaterRecomputes", op.updateRecomputes}});
     }
+    for (const fenxi::FormulaEntry& e : library.Entries()) out.push_back(EntryJson(e));
     std::cout << out.dump(1) << "\n";
     return 0;
 }
 
-int List() {
-    std::printf("Every operation: name, indicator code, parameters (default, range), lines (true scale), formula.\n");
+int List(const fenxi::FormulaLibrary& library) {
+    std::printf("Built-in operations: name, indicator code, parameters (default, range), lines (true scale), formula.\n");
     for (const OperationSpec& op : fenxi::Operations()) {
         std::string params, lines;
         std::int32_t p[fenxi::kMaxParams] = {};
@@ -127,6 +140,21 @@ int List() {
     }
     std::printf("\nCharts (fenxi chart): 3 N-line break (N 3..100), 4 bricks (box 2000..10000 raw units),\n"
                 "5 reversal (swing 2..100 raw units, x100 for JPY codes).\n");
+    const std::vector<fenxi::FormulaEntry> entries = library.Entries();
+    std::printf("\nFormulas (%zu): name, file, parameters (default, range), lines, description; OVERLAY ones are drawn\n"
+                "over the prices. 'fenxi calc NAME' runs one; docs/formulas.md gives their sources.\n",
+                entries.size());
+    for (const fenxi::FormulaEntry& e : entries) {
+        std::string params, lines;
+        for (const fenxi::FormulaParam& p : e.parameters)
+            params += " " + p.name + "=" + Number(p.defaultValue) + " [" + Number(p.min) + ".." + Number(p.max) + "]";
+        for (const fenxi::FormulaOutput& o : e.outputs) {
+            lines += (lines.empty() ? "" : ", ") + o.name;
+            if (std::find(o.attributes.begin(), o.attributes.end(), "NODRAW") != o.attributes.end()) lines += " (not drawn)";
+        }
+        std::printf("\n%-10s formula, %s%s%s\n  lines: %s\n  %s\n", e.name.c_str(), e.file.c_str(),
+                    e.overlay ? ", OVERLAY" : "", params.c_str(), lines.c_str(), e.description.c_str());
+    }
     return 0;
 }
 
@@ -174,9 +202,45 @@ std::vector<std::vector<double>> LineValues(const OperationSpec& op, const Param
     return std::move(lines.values);
 }
 
-int Calc(const std::string& name, const std::vector<int>& given, const Input& in, bool json, bool raw, bool update,
-         bool rawUpdate) {
-    const OperationSpec& op = Find(name);
+// Whole-number parameters of a registry operation.
+std::vector<int> WholeParams(const OperationSpec& op, const std::vector<double>& given) {
+    std::vector<int> out;
+    for (double v : given) {
+        if (!(v == std::trunc(v) && v >= -2147483648.0 && v <= 2147483647.0))
+            throw CLI::ValidationError(std::string(op.name) + " takes whole-number parameters, not " + Number(v));
+        out.push_back(static_cast<int>(v));
+    }
+    return out;
+}
+
+// calc for a formula entry: its lines over every bar; with `update`, the
+// last bar through a stream as a forming bar is updated.
+int CalcFormula(const fenxi::Formula& formula, const std::vector<double>& given, const Input& in, bool json,
+                bool update) {
+    const fenxi::FormulaArgs args = PositionalArgs(formula, given);
+    BarFile f = in.Load();
+    if (update && f.bars.size() < 2) throw InputError(in.path + ": --update needs at least two bars");
+    fenxi::FormulaResult r = RunChecked(formula, fenxi::Bars{f.bars, f.unit}, args, in.path);
+    if (update) {
+        fenxi::FormulaStream s = formula.Stream(f.unit, args);
+        for (std::size_t i = 0; i + 1 < f.bars.size(); ++i) s.Append(f.bars[i]);
+        s.Append(f.bars.back());
+        const auto last = s.ReplaceLast(f.bars.back());
+        for (std::size_t k = 0; k < r.lines.size(); ++k) r.lines[k].values.back() = last[k];
+    }
+    PrintFormulaLines(formula, formula.name(), args, r, f, json);
+    return 0;
+}
+
+int Calc(const fenxi::FormulaLibrary& library, const std::string& name, const std::vector<double>& numbers,
+         const Input& in, bool json, bool raw, bool update, bool rawUpdate) {
+    const Named named = FindNamed(library, name, "indicator");
+    if (named.formula != nullptr) {
+        if (raw || rawUpdate) throw CLI::ValidationError(name + " is a formula: --raw and --raw-update are for built-ins");
+        return CalcFormula(*named.formula, numbers, in, json, update);
+    }
+    const OperationSpec& op = *named.operation;
+    const std::vector<int> given = WholeParams(op, numbers);
     if (rawUpdate && op.update == nullptr) throw CLI::ValidationError(std::string(op.name) + " has no updater");
     Params params;
     Resolve(op, given, params);
@@ -391,7 +455,8 @@ int Tactics(const Input& in, const std::string& pool, bool json) {
 }
 
 int Flow(const std::string& which, const Input& in, bool json) {
-    return Calc(which == "zj" ? "ZJLDXFX" : "SHLDXFX", {}, in, json, false, false, false);
+    return Calc(fenxi::FormulaLibrary::Shipped(), which == "zj" ? "ZJLDXFX" : "SHLDXFX", {}, in, json, false, false,
+                false);
 }
 
 // The shipped sample beside an installed tool, or in the source tree of a
@@ -517,16 +582,19 @@ int main(int argc, char** argv) {
     AddInput(&app, report, false);
 
     bool listJson = false;
-    auto* list = app.add_subcommand("list", "every operation: name, code, parameters, lines with their scales, formula");
-    list->add_flag("--json", listJson, "the registry as JSON");
+    std::vector<std::string> formulaFiles;
+    auto* list = app.add_subcommand("list", "every operation and formula: name, parameters, lines, definition");
+    list->add_flag("--json", listJson, "the registry and the formulas as JSON");
+    AddFormulasOption(list, formulaFiles);
 
     Input calcIn;
     std::string name;
-    std::vector<int> params;
+    std::vector<double> params;
     bool json = false, raw = false, update = false;
-    auto* calc = app.add_subcommand("calc", "one indicator over every bar (CSV by default)");
-    calc->add_option("name", name, "indicator name or dispatcher code (see 'fenxi list')")->required();
-    calc->add_option("params", params, "parameters; defaults from 'fenxi list'");
+    auto* calc = app.add_subcommand("calc", "one indicator or formula over every bar (CSV by default)");
+    calc->add_option("name", name, "operation or formula name, or dispatcher code (see 'fenxi list')")->required();
+    calc->add_option("params", params, "parameters in order; defaults from 'fenxi list'");
+    AddFormulasOption(calc, formulaFiles);
     AddInput(calc, calcIn);
     calc->add_flag("--json", json, "JSON with the property");
     calc->add_flag("--raw", raw, "all 43 columns with 17 digits and the whole property");
@@ -581,7 +649,7 @@ int main(int argc, char** argv) {
     std::vector<std::string> scanInputs;
     int scanJobs = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
     bool scanJson = false;
-    auto* scan = app.add_subcommand("scan", "both systems, both tips and the tactics pools over many files");
+    auto* scan = app.add_subcommand("scan", "both systems, both tips and the tactics pools over many files; with --where, a screen");
     scan->add_option("inputs", scanInputs, "CSV files and directories of them")->required();
     scan->add_option("--jobs", scanJobs, "worker threads (default: the cores)")->check(CLI::Range(1, 256));
     scan->add_flag("--json", scanJson, "one JSON record per file");
@@ -594,12 +662,21 @@ int main(int argc, char** argv) {
     auto* viewCmd = app.add_subcommand("view", "one self-contained HTML chart page of the file");
     AddInput(viewCmd, viewIn);
     viewCmd->add_option("-o,--output", view.output, "the page (default: the input's name with .html)");
-    viewCmd->add_option("--lines", viewLines, "overlays, comma separated: MA, BOLL, EXPMA:12:0, ... (default MA)");
-    viewCmd->add_option("--pane", view.panes, "an oscillator pane, repeatable (default MACD and KDJ)");
+    viewCmd->add_option("--lines", viewLines, "overlays, comma separated: MA, BOLL, EXPMA:12:0, ENE:25, ... (default MA)");
+    viewCmd->add_option("--pane", view.panes, "a pane (operation or formula), repeatable (default MACD and KDJ)");
+    AddFormulasOption(viewCmd, formulaFiles);
     viewCmd->add_option("--assets", view.assets, "where view.js and the chart library are (default: found)");
 
     FormulaOptions formulaOptions;
     auto* formulaCmd = AddFormulaCommand(app, formulaOptions);
+    AddFormulasOption(scan, formulaFiles);
+    std::string where;
+    std::vector<std::string> whereParams;
+    bool scanAll = false;
+    scan->add_option("--where", where, "a screen: a formula text or a formula's name; a file passes when its last "
+                                       "output line is true at its last bar");
+    scan->add_option("--param", whereParams, "NAME=VALUE for a parameter of the screen, repeatable");
+    scan->add_flag("--all", scanAll, "with --where: every file and whether it passes");
 
     Input flowIn;
     std::string which;
@@ -615,14 +692,21 @@ int main(int argc, char** argv) {
         return app.exit(e) == 0 ? 0 : 2;  // usage errors exit with 2, as the tool's other usage errors
     }
     try {
-        if (*list) return listJson ? ListJson() : List();
-        if (*calc) return Calc(name, params, calcIn, json, raw, update, rawUpdate);
+        if (*list) return listJson ? ListJson(Library(formulaFiles)) : List(Library(formulaFiles));
+        if (*calc) return Calc(Library(formulaFiles), name, params, calcIn, json, raw, update, rawUpdate);
         if (*chart) return Chart(type, param, chartIn, allowTruncated, chartJson);
         if (*signals) return Signals(sigIn, flags, signalsJson);
         if (*tips) return Tips(tipsIn, bar, tipsJson);
         if (*flow) return Flow(which, flowIn, flowJson);
         if (*formulaCmd) return RunFormula(formulaOptions);
-        if (*scan) return Scan(scanInputs, scanJobs, scanJson);
+        if (*scan) {
+            if (where.empty()) {
+                if (!whereParams.empty() || scanAll) throw CLI::ValidationError("--param and --all go with --where");
+                return Scan(scanInputs, scanJobs, scanJson);
+            }
+            return Screen(Library(formulaFiles), scanInputs, ScreenOptions{where, NamedParams(whereParams), scanJobs,
+                                                                           scanAll, scanJson});
+        }
         if (*viewCmd) {
             if (!viewLines.empty()) {
                 view.lines.clear();
@@ -630,6 +714,7 @@ int main(int argc, char** argv) {
                 for (std::string item; std::getline(list, item, ',');)
                     if (!item.empty()) view.lines.push_back(item);
             }
+            view.library = &Library(formulaFiles);
             BarFile f = viewIn.Load();
             std::printf("%s\n", WriteView(f, viewIn.path, view).c_str());
             return 0;
@@ -643,6 +728,9 @@ int main(int argc, char** argv) {
     } catch (const InputError& e) {
         std::cerr << e.what() << "\n";
         return 1;
+    } catch (const FormulaRefused& e) {
+        std::cerr << e.what() << "\n";
+        return 2;
     } catch (const CLI::ValidationError& e) {
         std::cerr << "fenxi: " << e.what() << "\n";
         return 2;

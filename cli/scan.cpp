@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -10,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "bars_csv.h"
+#include "catalog.h"
 #include "fenxi/signals.h"
 #include "format.h"
 #include "platform/host.h"
@@ -100,26 +102,116 @@ nlohmann::json Json(const Point& p) {
     return j;
 }
 
-}  // namespace
-
-int Scan(const std::vector<std::string>& inputs, int jobs, bool json) {
-    const std::vector<std::string> files = Files(inputs);
-    std::vector<Summary> rows(files.size());
+// Runs `one(k)` for every k < count on `jobs` threads; a progress bar on a
+// terminal.
+template <class F>
+void ForEachFile(std::size_t count, int jobs, const char* label, F&& one) {
     std::atomic<std::size_t> next{0}, done{0};
     const bool progress = fenxi::platform::StderrIsTerminal();
     auto work = [&] {
-        for (std::size_t k; (k = next++) < files.size();) {
-            rows[k] = ScanOne(files[k]);
+        for (std::size_t k; (k = next++) < count;) {
+            one(k);
             const std::size_t finished = ++done;
-            if (progress && (finished % 16 == 0 || finished == files.size()))
-                std::fprintf(stderr, "\rscan %zu/%zu", finished, files.size());
+            if (progress && (finished % 16 == 0 || finished == count)) {
+                constexpr int kWidth = 30;
+                const int filled = static_cast<int>(finished * kWidth / count);
+                std::fprintf(stderr, "\r%s [%.*s%.*s] %zu/%zu", label, filled, "##############################",
+                             kWidth - filled, "..............................", finished, count);
+            }
         }
     };
     std::vector<std::thread> workers;
     for (int t = 1; t < std::max(1, jobs); ++t) workers.emplace_back(work);
     work();
     for (std::thread& t : workers) t.join();
-    if (progress) std::fprintf(stderr, "\n");
+    if (progress && count > 0) std::fprintf(stderr, "\n");
+}
+
+// The shortest text that reads back as the same double; empty for NaN.
+std::string Exact(double v) {
+    if (v != v) return "";
+    char buf[32];
+    const auto r = std::to_chars(buf, buf + sizeof buf, v);
+    return std::string(buf, r.ptr);
+}
+
+struct Screened {
+    std::string file, code, error;
+    std::int32_t date = 0, time = 0;
+    fenxi::FormulaLast last;
+};
+
+}  // namespace
+
+int Screen(const fenxi::FormulaLibrary& library, const std::vector<std::string>& inputs, const ScreenOptions& o) {
+    fenxi::Formula owned;
+    const fenxi::Formula* formula = library.Find(o.where);
+    if (formula == nullptr) {
+        owned = fenxi::Formula(o.where, &library);
+        if (!owned.ok()) throw FormulaRefused(owned.error().Format("where"));
+        formula = &owned;
+    }
+    const std::vector<std::string> files = Files(inputs);
+    std::vector<Screened> rows(files.size());
+    ForEachFile(files.size(), o.jobs, "screen", [&](std::size_t k) {
+        Screened& s = rows[k];
+        s.file = std::filesystem::path(files[k]).filename().string();
+        try {
+            BarFile f = ReadBars(files[k]);
+            s.code = f.code;
+            s.date = f.bars.back().Date;
+            s.time = f.bars.back().Time;
+            s.last = formula->Last(fenxi::Bars{std::move(f.bars), f.unit}, o.args);
+            if (s.last.error) s.error = files[k] + ": " + s.last.error.message;
+        } catch (const InputError& e) {
+            s.error = e.what();
+        }
+    });
+    // A parameter refused is the same for every file: a usage error.
+    for (const Screened& s : rows)
+        if (s.last.formulaError) throw FormulaRefused(s.last.formulaError.Format(o.where));
+    int failed = 0;
+    for (const Screened& s : rows)
+        if (!s.error.empty()) {
+            ++failed;
+            std::fprintf(stderr, "%s\n", s.error.c_str());
+        }
+    const auto outputs = formula->outputs();
+    if (o.json) {
+        nlohmann::json out = nlohmann::json::array();
+        for (const Screened& s : rows) {
+            if (!s.error.empty() || !(o.all || s.last.pass)) continue;
+            nlohmann::json values = nlohmann::json::object();
+            for (std::size_t k = 0; k < outputs.size(); ++k) {
+                const double v = s.last.values[k];
+                values[outputs[k].name] = v != v ? nlohmann::json(nullptr) : nlohmann::json(v);
+            }
+            nlohmann::json row = {{"file", s.file}, {"code", s.code}, {"date", Date(s.date)}, {"time", Time(s.time)}};
+            if (o.all) row["pass"] = s.last.pass;
+            row["values"] = values;
+            out.push_back(row);
+        }
+        std::cout << out.dump(1) << "\n";
+        return failed > 0 ? 1 : 0;
+    }
+    std::string header = "file,code,date,time";
+    if (o.all) header += ",pass";
+    for (const fenxi::FormulaOutput& out : outputs) header += "," + out.name;
+    std::printf("%s\n", header.c_str());
+    for (const Screened& s : rows) {
+        if (!s.error.empty() || !(o.all || s.last.pass)) continue;
+        std::string line = s.file + "," + s.code + "," + Date(s.date) + "," + Time(s.time);
+        if (o.all) line += s.last.pass ? ",1" : ",0";
+        for (double v : s.last.values) line += "," + Exact(v);
+        std::printf("%s\n", line.c_str());
+    }
+    return failed > 0 ? 1 : 0;
+}
+
+int Scan(const std::vector<std::string>& inputs, int jobs, bool json) {
+    const std::vector<std::string> files = Files(inputs);
+    std::vector<Summary> rows(files.size());
+    ForEachFile(files.size(), jobs, "scan", [&](std::size_t k) { rows[k] = ScanOne(files[k]); });
 
     int failed = 0;
     for (const Summary& s : rows)

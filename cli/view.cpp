@@ -3,12 +3,14 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "catalog.h"
 #include "fenxi/series.h"
 #include "platform/host.h"
 #include "fenxi/signals.h"
@@ -41,36 +43,59 @@ json Shown(double v) {
     return std::strtod(text, nullptr);
 }
 
-// "MA" is the four usual averages; otherwise a registry name with optional
-// ":"-separated parameters.
-std::pair<const fenxi::OperationSpec*, std::vector<int>> Parse(const std::string& item) {
+// "MA" is the four usual averages; otherwise an operation's or a formula's
+// name with optional ":"-separated parameters.
+struct Item {
+    fenxi_cli::Named named;
+    std::vector<double> params;
+};
+
+Item Parse(const std::string& item, const fenxi::FormulaLibrary& library) {
     std::stringstream in(item);
     std::string name, p;
     std::getline(in, name, ':');
-    std::vector<int> params;
+    std::vector<double> params;
     while (std::getline(in, p, ':')) {
-        try {
-            params.push_back(std::stoi(p));
-        } catch (const std::exception&) {
-            throw CLI::ValidationError("'" + item + "': parameters are whole numbers");
-        }
+        char* end = nullptr;
+        const double v = std::strtod(p.c_str(), &end);
+        if (p.empty() || *end != '\0' || !std::isfinite(v))
+            throw CLI::ValidationError("'" + item + "': parameters are numbers");
+        params.push_back(v);
     }
-    if (name == "MA" || name == "ma") return {fenxi::FindOperation("MA4"), params};
-    const fenxi::OperationSpec* op = fenxi::FindOperation(name);
-    if (op == nullptr) {
-        std::string names = " MA";
-        for (const fenxi::OperationSpec& o : fenxi::Operations()) names += std::string(" ") + o.name;
-        throw CLI::ValidationError("unknown line or pane '" + name + "'; valid:" + names);
-    }
-    return {op, params};
+    if (name == "MA" || name == "ma") return {{fenxi::FindOperation("MA4"), nullptr}, params};
+    return {fenxi_cli::FindNamed(library, name, "line or pane"), params};
 }
 
-// One operation's lines over the bars, aligned with them (null: no value).
-json LinesOf(const std::string& item, const fenxi::Bars& bars) {
-    const auto [op, params] = Parse(item);
-    const fenxi::Lines lines = fenxi::Compute(op->name, params, bars);
+bool Drawn(const std::vector<std::string>& attributes) {
+    return std::find(attributes.begin(), attributes.end(), "NODRAW") == attributes.end();
+}
+
+// One operation's or formula's lines over the bars, aligned with them (null:
+// no value); a formula line carries its attributes (COLORSTICK ...).
+json LinesOf(const std::string& item, const fenxi::Bars& bars, const fenxi::FormulaLibrary& library) {
+    const auto [named, params] = Parse(item, library);
+    json out = {{"name", item}, {"lines", json::array()}};
+    if (named.formula != nullptr) {
+        const fenxi::FormulaResult r =
+            fenxi_cli::RunChecked(*named.formula, bars, fenxi_cli::PositionalArgs(*named.formula, params), item);
+        for (const fenxi::FormulaLine& l : r.lines) {
+            if (!Drawn(l.attributes)) continue;
+            json values = json::array();
+            for (double v : l.values) values.push_back(Shown(v));
+            out["lines"].push_back({{"name", l.name}, {"attributes", l.attributes}, {"values", std::move(values)}});
+        }
+        return out;
+    }
+    const fenxi::OperationSpec* op = named.operation;
+    std::vector<int> whole;
+    for (double v : params) {
+        if (!(v == std::trunc(v) && std::fabs(v) < 2147483648.0))
+            throw CLI::ValidationError("'" + item + "': " + op->name + " takes whole-number parameters");
+        whole.push_back(static_cast<int>(v));
+    }
+    const fenxi::Lines lines = fenxi::Compute(op->name, whole, bars);
     if (!lines.ok()) throw CLI::ValidationError(lines.error.message);
-    json out = {{"name", std::string(op->name) == "MA4" && params.empty() ? "MA" : item}, {"lines", json::array()}};
+    if (std::string(op->name) == "MA4" && params.empty()) out["name"] = "MA";
     for (std::size_t k = 0; k < lines.names.size(); ++k) {
         json values = json::array();
         for (double v : lines.values[k]) values.push_back(Shown(v));
@@ -213,9 +238,11 @@ std::string WriteView(BarFile& f, const std::string& input, const ViewOptions& o
     data["intraday"] = intraday;
     data["bars"] = std::move(rows);
     data["overlays"] = json::array();
-    for (const std::string& item : options.lines) data["overlays"].push_back(LinesOf(item, bars));
+    const fenxi::FormulaLibrary& library =
+        options.library != nullptr ? *options.library : fenxi::FormulaLibrary::Shipped();
+    for (const std::string& item : options.lines) data["overlays"].push_back(LinesOf(item, bars, library));
     data["panes"] = json::array();
-    for (const std::string& item : options.panes) data["panes"].push_back(LinesOf(item, bars));
+    for (const std::string& item : options.panes) data["panes"].push_back(LinesOf(item, bars, library));
     Systems(bars, f, data["points"], data["tips"]);
     data["tactics"] = Tactics(bars);
     data["charts"] = Charts(f);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bars_csv.h"
+#include "fenxi/formula.h"
 
 namespace fenxi_cli {
 
@@ -14,6 +15,7 @@ struct ViewOptions {
     std::vector<std::string> panes = {"MACD", "KDJ"};   // oscillator panes
     std::string assets;                                 // where the page's scripts are; empty finds them
     std::string output;                                 // the page; empty: <input stem>.html
+    const fenxi::FormulaLibrary* library = nullptr;     // formula names; null: the shipped ones
 };
 
 // Writes the page; returns its path. Unknown line or pane names throw a

@@ -44,3 +44,6 @@ if(WIN32)
   set(CPACK_INCLUDE_TOPLEVEL_DIRECTORY ON)
   include(CPack)
 endif()
+
+# The shipped formula files, for reading: the library has them built in.
+install(DIRECTORY formulas/ DESTINATION ${CMAKE_INSTALL_DATADIR}/fenxi/formulas FILES_MATCHING PATTERN "*.fx")

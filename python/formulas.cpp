@@ -70,6 +70,18 @@ struct PyFormula {
         }
         return py::make_tuple(names, values);
     }
+    // (last values, passes) or an error tuple: a screen's view of the bars.
+    py::object Last(const fenxi::Bars& bars, const py::dict& params) const {
+        const fenxi::FormulaArgs args = Args(params);
+        fenxi::FormulaLast r;
+        {
+            py::gil_scoped_release free;
+            r = F().Last(bars, args);
+        }
+        if (r.formulaError) return ErrorOf(r.formulaError, "formula");
+        if (r.error) throw py::value_error(r.error.message);
+        return py::make_tuple(r.values, r.pass);
+    }
 };
 
 class PyFormulaStream {
@@ -101,14 +113,17 @@ private:
 };
 
 struct PyLibrary {
-    std::shared_ptr<fenxi::FormulaLibrary> library = std::make_shared<fenxi::FormulaLibrary>();
+    std::shared_ptr<fenxi::FormulaLibrary> library;
+    explicit PyLibrary(bool empty)
+        : library(std::make_shared<fenxi::FormulaLibrary>(empty ? fenxi::FormulaLibrary::Start::Empty
+                                                                : fenxi::FormulaLibrary::Start::Shipped)) {}
 };
 
 }  // namespace
 
 void BindFormulas(py::module_& m) {
     py::class_<PyLibrary>(m, "FormulaLibrary")
-        .def(py::init<>())
+        .def(py::init<bool>(), py::arg("empty") = false)
         .def("load_file", [](PyLibrary& l, const std::string& path) { return ErrorOf(l.library->LoadFile(path), path); })
         .def("load", [](PyLibrary& l, const std::string& text, const std::string& name) {
             return ErrorOf(l.library->Load(text, name), name);
@@ -116,11 +131,16 @@ void BindFormulas(py::module_& m) {
         .def("entries", [](const PyLibrary& l) {
             py::list out;
             for (const fenxi::FormulaEntry& e : l.library->Entries()) {
-                py::list lines;
-                for (const fenxi::FormulaOutput& o : e.outputs) lines.append(o.name);
+                py::list lines, attributes;
+                for (const fenxi::FormulaOutput& o : e.outputs) {
+                    lines.append(o.name);
+                    attributes.append(o.attributes);
+                }
                 out.append(py::dict(py::arg("name") = e.name, py::arg("description") = e.description,
                                     py::arg("overlay") = e.overlay, py::arg("parameters") = ParamList(e.parameters),
-                                    py::arg("lines") = lines, py::arg("file") = e.file, py::arg("line") = e.line));
+                                    py::arg("lines") = lines, py::arg("attributes") = attributes,
+                                    py::arg("file") = e.file, py::arg("line") = e.line,
+                                    py::arg("shipped") = e.shipped));
             }
             return out;
         })
@@ -140,6 +160,7 @@ void BindFormulas(py::module_& m) {
         .def_property_readonly("name", [](const PyFormula& f) { return f.F().name(); })
         .def_property_readonly("description", [](const PyFormula& f) { return f.F().description(); })
         .def("run", &PyFormula::Run, py::arg("bars"), py::arg("params"))
+        .def("last", &PyFormula::Last, py::arg("bars"), py::arg("params"))
         .def("stream", [](const PyFormula& f, int unit, const py::dict& params) { return PyFormulaStream(f, unit, params); },
              py::arg("unit"), py::arg("params"));
     py::class_<PyFormulaStream>(m, "FormulaStream")

@@ -272,6 +272,10 @@ PYBIND11_MODULE(_fenxi, m) {
     py::class_<fenxi::Bars>(m, "Bars", "Bars in the engine's form: prices as integers in units of 1/unit.")
         .def_readonly("unit", &fenxi::Bars::unit)
         .def("__len__", [](const fenxi::Bars& b) { return b.bars.size(); })
+        .def("last_date", [](const fenxi::Bars& b) -> py::object {
+            if (b.bars.empty()) return py::none();
+            return py::make_tuple(b.bars.back().Date, b.bars.back().Time);
+        }, "(yyyymmdd, hhmmss) of the last bar, None without bars")
         .def("columns", [](const fenxi::Bars& b) {
             std::vector<double> o, h, l, c, v, a;
             std::vector<int> d, t;

@@ -45,11 +45,16 @@
   const legendSeries = [];
   const addLines = (group, pane) => {
     group.lines.forEach((line, k) => {
-      const series = chart.addSeries(LC.LineSeries, {
-        color: colors[k % colors.length], lineWidth: 1, title: line.name, lastValueVisible: false,
-        priceLineVisible: false,
+      // A formula's COLORSTICK line is a histogram, red above 0 and green below; STICK one colour.
+      const attributes = line.attributes || [];
+      const stick = attributes.includes('COLORSTICK') || attributes.includes('STICK');
+      const color = colors[k % colors.length];
+      const series = chart.addSeries(stick ? LC.HistogramSeries : LC.LineSeries, {
+        color, lineWidth: 1, title: line.name, lastValueVisible: false, priceLineVisible: false,
       }, pane);
-      series.setData(line.values.map((v, i) => (v === null ? { time: times[i] } : { time: times[i], value: v })));
+      const bar = attributes.includes('COLORSTICK')
+        ? (v) => ({ value: v, color: v >= 0 ? '#e74c3c' : '#27ae60' }) : (v) => ({ value: v });
+      series.setData(line.values.map((v, i) => (v === null ? { time: times[i] } : { time: times[i], ...bar(v) })));
       legendSeries.push([`${group.name} ${line.name}`, series]);
     });
   };

@@ -71,6 +71,18 @@ struct FENXI_API FormulaResult {
     const std::vector<double>* Find(std::string_view name) const;
 };
 
+// A screen's view of one security: the last bar's value of every output
+// line, and whether it passes: its last output line is true (a number other
+// than 0) at its last bar. NaN does not pass; no bars do not pass.
+struct FENXI_API FormulaLast {
+    std::vector<double> values;  // one per output line, NaN where no value
+    bool pass = false;
+    int unit = 0;
+    Error error;
+    FormulaError formulaError;
+    bool ok() const { return !error && !formulaError; }
+};
+
 class FormulaLibrary;
 class FormulaStream;
 
@@ -78,7 +90,7 @@ class FENXI_API Formula {
 public:
     Formula();
     // Compiles `text`. References NAME.LINE resolve to the library's entries
-    // (which must outlive the formula) and to the operation registry.
+    // (the shipped ones when `library` is null) and to the operation registry.
     explicit Formula(std::string_view text, const FormulaLibrary* library = nullptr);
     ~Formula();
     Formula(const Formula&);
@@ -97,6 +109,8 @@ public:
 
     FormulaResult Run(const Bars& bars, const FormulaArgs& args = {}) const;
     FormulaResult Run(const PriceColumns& columns, const FormulaArgs& args = {}) const;
+    // The last bar only, as Run gives it, without keeping the lines: a screen.
+    FormulaLast Last(const Bars& bars, const FormulaArgs& args = {}) const;
     // Bars at `unit` appended one at a time; errors show in the stream's error().
     FormulaStream Stream(int unit, const FormulaArgs& args = {}) const;
 
@@ -138,18 +152,29 @@ struct FormulaEntry {
     bool overlay = false;
     std::vector<FormulaParam> parameters;
     std::vector<FormulaOutput> outputs;
-    std::string file;  // where it was loaded from
+    std::string file;  // where it was loaded from ("formulas/NAME.fx" for a shipped entry)
     int line = 0;      // its FORMULA line
+    bool shipped = false;
 };
 
-// Entries loaded from formula files. Entries may reference earlier and later
+// Entries loaded from formula files. A library starts with the shipped
+// entries (formulas/*.fx, built into fenxi: indicators, candle patterns and
+// screens) unless it is made Empty; loaded files add entries and may not
+// redefine a name already there. Entries may reference earlier and later
 // entries of any loaded file; cycles are refused.
 class FENXI_API FormulaLibrary {
 public:
-    FormulaLibrary();
+    enum class Start { Shipped, Empty };
+    explicit FormulaLibrary(Start start = Start::Shipped);
     ~FormulaLibrary();
     FormulaLibrary(const FormulaLibrary&) = delete;
     FormulaLibrary& operator=(const FormulaLibrary&) = delete;
+    FormulaLibrary(FormulaLibrary&&) noexcept;
+    FormulaLibrary& operator=(FormulaLibrary&&) noexcept;
+
+    // The shipped entries, compiled on first use; the library formulas
+    // compiled without one resolve their references against.
+    static const FormulaLibrary& Shipped();
 
     // Adds the entries of a formula file's text; `fileName` names it in
     // errors. On an error nothing is added.

@@ -23,7 +23,7 @@ from . import _fenxi
 from ._fenxi import Bars
 
 __all__ = ["Bars", "Formula", "FormulaError", "FormulaLibrary", "Stream", "bars", "chart", "compute", "formula",
-           "load_formulas", "operations", "sample", "scan", "signals", "tactics", "tips"]
+           "formulas", "load_formulas", "operations", "sample", "scan", "screen", "signals", "tactics", "tips"]
 
 # Column names the tool reads, English or Chinese, to the engine's fields.
 _ALIASES = {
@@ -250,8 +250,9 @@ class Formula:
     """
 
     def __init__(self, text: str, library: "FormulaLibrary | None" = None, *, _compiled=None):
-        self._formula = _compiled if _compiled is not None else _fenxi.Formula(
-            text, library._library if library is not None else None)
+        library = library if library is not None else _library
+        self._formula = _compiled if _compiled is not None else _fenxi.Formula(text, library._library)
+        self.text = text
         _check(self._formula.error)
         self.names = self._formula.names
         self.parameters = self._formula.parameters
@@ -265,6 +266,14 @@ class Formula:
         names, values = result
         return _frame(data, dict(zip(names, values)))
 
+    def last(self, data: Any, unit: int | None = None, **params) -> tuple:
+        """(values, passes): each output line's value at the last bar, and whether the last line is true there."""
+        result = self._formula.last(bars(data, unit), params)
+        if len(result) == 4:
+            raise FormulaError(result)
+        values, passes = result
+        return dict(zip(self.names, values)), passes
+
     def stream(self, unit: int = 100, **params) -> FormulaStream:
         s = self._formula.stream(unit, params)
         _check(s.error)
@@ -272,10 +281,14 @@ class Formula:
 
 
 class FormulaLibrary:
-    """Entries of formula files: ``load(path)``, ``entries()``, ``lib[name]``."""
+    """Entries of formula files: ``load(path)``, ``entries()``, ``lib[name]``.
 
-    def __init__(self):
-        self._library = _fenxi.FormulaLibrary()
+    A library starts with the shipped entries (``empty=True``: with none);
+    a loaded file may not redefine a name already there.
+    """
+
+    def __init__(self, empty: bool = False):
+        self._library = _fenxi.FormulaLibrary(empty)
 
     def load(self, path: str | os.PathLike) -> "FormulaLibrary":
         _check(self._library.load_file(os.fspath(path)))
@@ -294,9 +307,68 @@ class FormulaLibrary:
         return self._library.find(name) is not None
 
 
+# The library every function of this package reads: the shipped entries and
+# those of the files load_formulas has read.
+_library = FormulaLibrary()
+
+
+def formulas() -> list:
+    """The formula entries: name, description, overlay, parameters (default, min, max), lines, file, shipped."""
+    return _library.entries()
+
+
+def _number(value: float):
+    return int(value) if float(value).is_integer() else value
+
+
+def _entry_function(entry: dict):
+    """fenxi.NAME(data, *params, unit=None) for a formula entry, documented from it."""
+    name, params = entry["name"], entry["parameters"]
+
+    def run(data, *args, unit=None, **kwargs):
+        if len(args) > len(params):
+            raise TypeError(f"{name}() takes at most {len(params)} parameters ({len(args)} given)")
+        values = {p["name"]: v for p, v in zip(params, args)}
+        by_key = {p["name"].upper(): p["name"] for p in params}
+        for key, value in kwargs.items():
+            if key.upper() not in by_key:
+                raise TypeError(f"{name}() got an unexpected keyword '{key}'")
+            values[by_key[key.upper()]] = value
+        return _library[name].run(data, unit=unit, **values)
+
+    run.__name__ = run.__qualname__ = name
+    ranges = "\n".join(f"    {p['name']}: default {_number(p['default'])}, {_number(p['min'])}..{_number(p['max'])}"
+                       for p in params)
+    drawn = ", ".join(line for line, attrs in zip(entry["lines"], entry.get("attributes", [[]] * len(entry["lines"])))
+                      if "NODRAW" not in attrs)
+    run.__doc__ = (f"{entry['description']}\n\nA formula ({entry['file']}){', drawn over the prices' if entry['overlay'] else ''}."
+                   f"\n\nParameters:\n{ranges or '    none'}\nLines: {', '.join(entry['lines'])}"
+                   f"{'' if drawn == ', '.join(entry['lines']) else ' (drawn: ' + drawn + ')'}\n")
+    signature = [inspect.Parameter("data", inspect.Parameter.POSITIONAL_OR_KEYWORD, annotation=Any)]
+    signature += [inspect.Parameter(p["name"], inspect.Parameter.POSITIONAL_OR_KEYWORD, default=_number(p["default"]),
+                                    annotation=float) for p in params]
+    signature.append(inspect.Parameter("unit", inspect.Parameter.KEYWORD_ONLY, default=None, annotation=int | None))
+    run.__signature__ = inspect.Signature(signature)
+    run.__annotations__ = {p.name: p.annotation for p in signature}
+    return run
+
+
+def _add_entry_functions(entries) -> None:
+    for entry in entries:
+        if entry["name"] not in globals():
+            globals()[entry["name"]] = _entry_function(entry)
+            __all__.append(entry["name"])
+
+
 def load_formulas(path: str | os.PathLike) -> FormulaLibrary:
-    """The entries of a formula file."""
-    return FormulaLibrary().load(path)
+    """Adds a formula file's entries to the package's library (a function each, as for the shipped ones).
+
+    An entry may not redefine a name already there. Returns the library.
+    """
+    known = {e["name"] for e in _library.entries()}
+    _library.load(path)
+    _add_entry_functions(e for e in _library.entries() if e["name"] not in known)
+    return _library
 
 
 def formula(data: Any, text: str, unit: int | None = None, library: FormulaLibrary | None = None, **params):
@@ -304,4 +376,7 @@ def formula(data: Any, text: str, unit: int | None = None, library: FormulaLibra
     return Formula(text, library).run(data, unit=unit, **params)
 
 
-from ._scan import scan  # noqa: E402  (uses the functions above)
+_add_entry_functions(_library.entries())
+
+
+from ._scan import scan, screen  # noqa: E402  (uses the functions above)

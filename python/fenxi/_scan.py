@@ -1,4 +1,4 @@
-"""Many securities at once: both systems, both tips and the tactics pools."""
+"""Many securities at once: both systems, both tips and the tactics pools; screens."""
 from __future__ import annotations
 
 import os
@@ -14,9 +14,9 @@ def _load(item: Any, unit: int | None) -> tuple:
     from . import bars
     if isinstance(item, (str, os.PathLike)):
         loaded, code, market = _fenxi.read_bars(os.fspath(item), unit or 0)
-        return os.path.basename(os.fspath(item)), loaded, code or "000000", market
+        return os.path.basename(os.fspath(item)), loaded, code, market
     name, data = item if isinstance(item, tuple) else (getattr(item, "name", None) or "frame", item)
-    return str(name), bars(data, unit), "000000", 0
+    return str(name), bars(data, unit), "", 0
 
 
 def _last(table: dict, *fields) -> tuple:
@@ -31,6 +31,7 @@ def _one(item: Any, unit: int | None) -> dict:
     except (ValueError, OSError) as error:
         label = item[0] if isinstance(item, tuple) else item
         return {"security": os.path.basename(str(label)), "error": str(error)}
+    code = code or "000000"
     row = {"security": name, "code": code, "market": market, "bars": len(loaded), "unit": loaded.unit, "error": None}
     for system in ("long", "short"):
         kind, date, price = _last(_fenxi.signals(loaded, system == "short", code, market, False, False, False),
@@ -82,3 +83,84 @@ def scan(items: Iterable[Any], jobs: int | None = None, client: Any = None, batc
                 mapped = tqdm(mapped, total=len(items), unit="security")
             rows = list(mapped)
     return pd.DataFrame(rows)
+
+
+def _formula_of(where: Any):
+    """A Formula from a formula, a library entry's name or a formula text."""
+    from . import Formula, _library
+    if isinstance(where, Formula):
+        return where
+    if where in _library:
+        return _library[where]
+    return Formula(where)
+
+
+def _screen_one(item: Any, formula: Any, params: dict, unit: int | None) -> dict:
+    import pandas as pd
+    try:
+        name, loaded, code, _ = _load(item, unit)
+    except (ValueError, OSError) as error:
+        label = item[0] if isinstance(item, tuple) else item
+        return {"security": os.path.basename(str(label)), "error": str(error)}
+    values, passes = formula.last(loaded, **params)
+    last = loaded.last_date()
+    when = None
+    if last is not None:
+        date, time = last
+        when = pd.Timestamp(year=date // 10000, month=date // 100 % 100, day=date % 100, hour=time // 10000,
+                            minute=time // 100 % 100, second=time % 100)
+    return {"security": name, "code": code, "date": when, "pass": passes, **values, "error": None}
+
+
+def _screen_batch(items: list, where: str, params: dict, unit: int | None) -> list:
+    formula = _formula_of(where)
+    return [_screen_one(item, formula, params, unit) for item in items]
+
+
+def screen(items: Iterable[Any], formula: Any, jobs: int | None = None, client: Any = None, all: bool = False,
+           batch: int = 256, unit: int | None = None, progress: bool | None = None, **params):
+    """A screen over many securities: the rows that pass (every row with ``all=True``).
+
+    ``formula`` is a formula text, the name of a library entry (a shipped
+    screen such as ``"SCR_MA_GOLDEN"``) or a ``Formula``; ``params`` set its
+    parameters. A security passes when the formula's last output line is true
+    at its last bar. Each row has the security (file name or given name), its
+    code, the last bar's date, ``pass`` and the last values of every output
+    line, as ``fenxi scan --where`` prints them. ``items`` are CSV paths,
+    DataFrames or (name, DataFrame) pairs; ``jobs`` threads share the work, or
+    a ``dask.distributed`` client runs one task per ``batch`` securities (then
+    ``formula`` must be a text or a shipped name, which the workers compile).
+    A security that cannot be read is left out with a warning.
+    """
+    import warnings
+    import pandas as pd
+    items = list(items)
+    compiled = _formula_of(formula)
+    compiled.last({"open": [1.0], "high": [1.0], "low": [1.0], "close": [1.0]}, **params)  # refuses bad params here
+    show = sys.stderr.isatty() if progress is None else progress
+    if client is not None:
+        from dask.distributed import as_completed
+        text = formula if isinstance(formula, str) else compiled.name or compiled.text
+        futures = [client.submit(_screen_batch, items[k:k + batch], text, params, unit, pure=False)
+                   for k in range(0, len(items), batch)]
+        done = as_completed(futures)
+        if show:
+            from tqdm import tqdm
+            done = tqdm(done, total=len(futures), unit="batch")
+        order = {f.key: k for k, f in enumerate(futures)}
+        parts = {order[f.key]: f.result() for f in done}
+        rows = [row for k in sorted(parts) for row in parts[k]]
+    else:
+        with ThreadPoolExecutor(max_workers=jobs or os.cpu_count() or 1) as pool:
+            mapped = pool.map(lambda item: _screen_one(item, compiled, params, unit), items)
+            if show:
+                from tqdm import tqdm
+                mapped = tqdm(mapped, total=len(items), unit="security")
+            rows = list(mapped)
+    for row in rows:
+        if row["error"] is not None:
+            warnings.warn(row["error"], stacklevel=2)
+    kept = [row for row in rows if row["error"] is None and (all or row["pass"])]
+    columns = ["security", "code", "date"] + (["pass"] if all else []) + list(compiled.names)
+    table = pd.DataFrame(kept, columns=columns + ["pass"] if not all else columns)
+    return table[columns].reset_index(drop=True)

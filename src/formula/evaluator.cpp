@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <cstring>
 #include <type_traits>
 
@@ -943,6 +944,24 @@ void Evaluator::RestoreHeads() {
         std::memcpy(h.data(), heads_.data() + at, h.size());
         at += h.size();
     }
+}
+
+std::vector<double> Evaluator::RunLast(const Program& program, const Bars& bars) {
+    const auto n = static_cast<std::int64_t>(bars.bars.size());
+    std::vector<double> last(program.outputs.size(), std::numeric_limits<double>::quiet_NaN());
+    if (n == 0) return last;
+    Evaluator e(program, &bars, bars.unit);
+    for (std::int64_t first = 0; first < n; first += kBlock) {
+        Block b;
+        b.bars = bars.bars.data() + first;
+        b.count = static_cast<int>(std::min<std::int64_t>(kBlock, n - first));
+        b.first = first;
+        b.unit = bars.unit;
+        e.Run(b);
+        if (first + b.count == n)
+            for (std::size_t k = 0; k < program.outputs.size(); ++k) last[k] = e.Column(program.outputs[k])[b.count - 1];
+    }
+    return last;
 }
 
 std::vector<std::vector<double>> Evaluator::RunAll(const Program& program, const Bars& bars) {

@@ -66,6 +66,8 @@ public:
 
     // A whole series; the lines of `program.outputs`.
     static std::vector<std::vector<double>> RunAll(const Program& program, const Bars& bars);
+    // A whole series; the last bar's value of each output line.
+    static std::vector<double> RunLast(const Program& program, const Bars& bars);
 
 private:
     const Program& program_;

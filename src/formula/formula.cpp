@@ -111,6 +111,20 @@ FormulaResult Formula::Run(const Bars& bars, const FormulaArgs& args) const {
     return r;
 }
 
+FormulaLast Formula::Last(const Bars& bars, const FormulaArgs& args) const {
+    FormulaLast r;
+    r.unit = bars.unit;
+    const Compiled& c = compiled_ ? *compiled_ : Empty();
+    formula::Program scratch;
+    const formula::Program* program = Bind(c, args, scratch, r.formulaError);
+    if (program == nullptr) return r;
+    if ((r.error = CheckBars(bars))) return r;
+    r.values = formula::Evaluator::RunLast(*program, bars);
+    const double verdict = r.values.empty() ? 0.0 : r.values.back();
+    r.pass = verdict == verdict && verdict != 0;
+    return r;
+}
+
 FormulaResult Formula::Run(const PriceColumns& columns, const FormulaArgs& args) const {
     Bars bars;
     if (Error e = MakeBars(columns, bars)) {

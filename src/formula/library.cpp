@@ -3,12 +3,15 @@
 // come before any error inside an entry's text.
 #include "formula/library.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <fstream>
 #include <functional>
 #include <sstream>
 #include <unordered_map>
+
+#include "formula/shipped.h"
 
 namespace fenxi {
 
@@ -20,6 +23,7 @@ struct FormulaLibrary::Impl {
     std::vector<std::shared_ptr<Compiled>> entries;
     std::vector<std::unique_ptr<Formula>> formulas;  // one per entry
     std::unordered_map<std::string, std::size_t> byKey;
+    std::size_t shippedCount = 0;  // the first entries are the shipped ones
 };
 
 namespace formula {
@@ -27,6 +31,8 @@ namespace formula {
 namespace {
 
 using Lookup = std::function<std::shared_ptr<const Compiled>(const std::string&)>;
+// The entries' names, for suggestions: asked for only when a name is unknown.
+using EntryNames = std::function<std::vector<std::string>()>;
 
 std::vector<std::string> OperationNames() {
     std::vector<std::string> names;
@@ -35,7 +41,7 @@ std::vector<std::string> OperationNames() {
 }
 
 // Resolves every reference of `c`; the first failure in text order.
-Failure Resolve(Compiled& c, const Lookup& lookup, const std::vector<std::string>& entryNames) {
+Failure Resolve(Compiled& c, const Lookup& lookup, const EntryNames& entryNames) {
     c.refs.clear();
     for (const RefUse& use : c.parsed.refs) {
         Resolved r;
@@ -65,7 +71,8 @@ Failure Resolve(Compiled& c, const Lookup& lookup, const std::vector<std::string
                 return {use.pos, full + " takes at most " + std::to_string(op->paramCount) + " parameters"};
         } else {
             std::vector<std::string> names = OperationNames();
-            names.insert(names.end(), entryNames.begin(), entryNames.end());
+            const std::vector<std::string> entries = entryNames();
+            names.insert(names.end(), entries.begin(), entries.end());
             return {use.pos, "unknown formula or operation '" + use.name + "'" + Suggest(use.key, names)};
         }
         c.refs.push_back(std::move(r));
@@ -79,7 +86,7 @@ bool Before(const Failure& a, const Failure& b) {
     return a.pos.offset < b.pos.offset;
 }
 
-void Finish(Compiled& c, Failure parseFailure, const Lookup& lookup, const std::vector<std::string>& entryNames) {
+void Finish(Compiled& c, Failure parseFailure, const Lookup& lookup, const EntryNames& entryNames) {
     Failure bad = parseFailure;
     if (Failure refBad = Resolve(c, lookup, entryNames); Before(refBad, bad)) bad = refBad;
     for (int s : c.parsed.outputs) {
@@ -168,7 +175,7 @@ struct EntryText {
 
 // Reads the structure of a file; the entries' texts are parsed later.
 Failure Structure(std::string_view file, std::vector<EntryText>& entries,
-                  const std::function<bool(const std::string&)>& nameTaken) {
+                  const std::function<std::string(const std::string&)>& takenBy) {
     Pos at;
     std::size_t i = 0;
     if (file.substr(0, 3) == "\xEF\xBB\xBF") i = at.offset = 3;
@@ -191,8 +198,10 @@ Failure Structure(std::string_view file, std::vector<EntryText>& entries,
                 const std::string key = UpperKey(name.text);
                 if (!ValidName(name.text))
                     return {name.pos, "'" + name.text + "' is not a name (a letter or '_', then letters, digits and '_', at most 32)"};
-                if (Reserved(key) || (FindOperation(key) != nullptr) || names.count(key) || nameTaken(key))
+                if (Reserved(key) || (FindOperation(key) != nullptr) || names.count(key))
                     return {name.pos, "'" + name.text + "' is taken: a built-in name, an operation or another entry"};
+                if (const std::string by = takenBy(key); !by.empty())
+                    return {name.pos, "'" + name.text + "' is taken: an entry of " + by};
                 names[key] = true;
                 auto c = std::make_shared<Compiled>();
                 c->name = name.text;
@@ -289,14 +298,16 @@ std::shared_ptr<const Compiled> CompileText(std::string_view text, const Formula
     auto c = std::make_shared<Compiled>();
     c->source = std::make_shared<const std::string>(text);
     c->parsed = Parse(*c->source, Pos{}, {});
+    if (library == nullptr) library = &FormulaLibrary::Shipped();
     Lookup lookup = [library](const std::string& key) -> std::shared_ptr<const Compiled> {
-        if (library == nullptr) return nullptr;
         const Formula* f = library->Find(key);
         return f == nullptr ? nullptr : Access::Of(*f);
     };
-    std::vector<std::string> names;
-    if (library != nullptr)
-        for (const FormulaEntry& e : library->Entries()) names.push_back(e.name);
+    auto names = [library] {
+        std::vector<std::string> out;
+        for (const FormulaEntry& e : library->Entries()) out.push_back(e.name);
+        return out;
+    };
     Finish(*c, c->parsed.failure, lookup, names);
     LowerDefaults(*c);
     return c;
@@ -304,8 +315,36 @@ std::shared_ptr<const Compiled> CompileText(std::string_view text, const Formula
 
 }  // namespace formula
 
-FormulaLibrary::FormulaLibrary() : impl_(std::make_unique<Impl>()) {}
+FormulaLibrary::FormulaLibrary(Start start) : impl_(std::make_unique<Impl>()) {
+    if (start == Start::Empty) return;
+    const Impl& shipped = *Shipped().impl_;
+    impl_->entries = shipped.entries;
+    impl_->byKey = shipped.byKey;
+    for (const auto& e : shipped.entries) {
+        auto f = std::make_unique<Formula>();
+        f->compiled_ = e;
+        impl_->formulas.push_back(std::move(f));
+    }
+    impl_->shippedCount = impl_->entries.size();
+}
 FormulaLibrary::~FormulaLibrary() = default;
+FormulaLibrary::FormulaLibrary(FormulaLibrary&&) noexcept = default;
+FormulaLibrary& FormulaLibrary::operator=(FormulaLibrary&&) noexcept = default;
+
+const FormulaLibrary& FormulaLibrary::Shipped() {
+    // Loaded once, in file-name order: an entry may reference entries of its
+    // own file and of the files before it. A file that does not load is left
+    // out (a test keeps every shipped file loading).
+    static const FormulaLibrary* const shipped = [] {
+        auto* library = new FormulaLibrary(Start::Empty);
+        for (int k = 0; k < formula::kShippedFileCount; ++k)
+            if (formula::kShippedFiles[k].name != nullptr)
+                (void)library->Load(formula::kShippedFiles[k].text, formula::kShippedFiles[k].name);
+        library->impl_->shippedCount = library->impl_->entries.size();
+        return library;
+    }();
+    return *shipped;
+}
 
 FormulaError FormulaLibrary::Load(std::string_view text, std::string_view fileName) {
     using namespace formula;
@@ -317,7 +356,10 @@ FormulaError FormulaLibrary::Load(std::string_view text, std::string_view fileNa
         return MakeError(f, *source);
     }
     std::vector<EntryText> entries;
-    auto taken = [this](const std::string& key) { return impl_->byKey.count(key) > 0; };
+    auto taken = [this](const std::string& key) {
+        const auto it = impl_->byKey.find(key);
+        return it == impl_->byKey.end() ? std::string() : impl_->entries[it->second]->file;
+    };
     if (Failure bad = Structure(*source, entries, taken)) return MakeError(bad, *source);
 
     std::unordered_map<std::string, std::shared_ptr<const Compiled>> fresh;
@@ -354,7 +396,7 @@ FormulaError FormulaLibrary::Load(std::string_view text, std::string_view fileNa
     };
     for (std::size_t k = 0; k < entries.size(); ++k) {
         Compiled& c = *entries[k].compiled;
-        Finish(c, parseFailures[k], lookup, names);
+        Finish(c, parseFailures[k], lookup, [&names] { return names; });
         if (c.error) return refuse(c.error);
     }
     std::vector<std::shared_ptr<Compiled>> all;
@@ -392,8 +434,11 @@ FormulaError FormulaLibrary::LoadFile(const std::string& path) {
 
 std::vector<FormulaEntry> FormulaLibrary::Entries() const {
     std::vector<FormulaEntry> out;
-    for (const auto& c : impl_->entries)
-        out.push_back({c->name, c->description, c->overlay, c->parsed.params, c->outputs, c->file, c->firstLine});
+    for (std::size_t k = 0; k < impl_->entries.size(); ++k) {
+        const Compiled& c = *impl_->entries[k];
+        out.push_back({c.name, c.description, c.overlay, c.parsed.params, c.outputs, c.file, c.firstLine,
+                       k < impl_->shippedCount});
+    }
     return out;
 }
 

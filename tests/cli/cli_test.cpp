@@ -100,7 +100,7 @@ TEST(Cli, UsageErrorsAndNotices) {
         {"calc KDJ 0 3 3", "N=0 is outside"},           {"calc MA1 --unit -5", "--unit"},
         {"tips --bar -5", "--bar -5 is outside 0..2812"}, {"signals --short --long", "excludes"},
         {"chart 9 1", "chart type 9 is not one of 0-5"}, {"calc MA1 --update --raw-update", "excludes"},
-        {"view --pane NOPE", "unknown line or pane 'NOPE'; valid: MA MA1"},
+        {"view --pane NOPE", "unknown line or pane 'NOPE'; built in: MA1"},
     };
     for (const auto& [args, words] : usage) {
         const Result r = Fenxi(args + " -i " + kSample);

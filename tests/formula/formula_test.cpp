@@ -297,7 +297,7 @@ TEST(Formula, RunningWindowSumsEqualDirectSums) {
 }
 
 TEST(Formula, LibraryEntriesReferencesAndParameters) {
-    fenxi::FormulaLibrary lib;
+    fenxi::FormulaLibrary lib(fenxi::FormulaLibrary::Start::Empty);
     const char* file =
         "# helpers\n"
         "FORMULA BBI \"bull and bear\" OVERLAY\n"
@@ -335,7 +335,7 @@ TEST(Formula, LibraryEntriesReferencesAndParameters) {
         {"FORMULA X\nA:X.A;\nEND\n", "2:3: reference cycle: X -> X"},
     };
     for (const auto& [text, want] : bad) {
-        fenxi::FormulaLibrary other;
+        fenxi::FormulaLibrary other(fenxi::FormulaLibrary::Start::Empty);
         ASSERT_FALSE(other.Load(file, "lib.fxl"));
         const fenxi::FormulaError e = other.Load(text, "bad.fxl");
         const std::string got = std::to_string(e.line) + ":" + std::to_string(e.column) + ": " + e.message;

@@ -176,21 +176,30 @@ def test_frames_streams_files_and_errors(tmp_path):
     whole = f.run(df.iloc[:300])
     assert all(same(last[k], whole[k].iloc[-1]) for k in f.names)
 
+    # A user's file adds entries beside the shipped ones, a function each; it may not redefine a name.
     path = tmp_path / "mine.fxl"
-    path.write_text('FORMULA BBI "多空指标" OVERLAY\nPARAM M1 3 1 100\nPARAM M2 6 1 100\n'
-                    "BBI: (MA(CLOSE,M1)+MA(CLOSE,M2))/2;\nEND\n", encoding="utf-8")
+    path.write_text('FORMULA MYBBI "多空指标" OVERLAY\nPARAM M1 3 1 100\nPARAM M2 6 1 100\n'
+                    "MYBBI: (MA(CLOSE,M1)+MA(CLOSE,M2))/2;\nEND\n", encoding="utf-8")
     lib = fenxi.load_formulas(path)
-    assert "bbi" in lib and lib.entries()[0]["description"] == "多空指标"
-    assert lib.entries()[0]["parameters"][0] == {"name": "M1", "default": 3, "min": 1, "max": 100}
-    assert lib["BBI"].parameters == lib.entries()[0]["parameters"] and lib.entries()[0]["lines"] == ["BBI"]
-    five = lib["BBI"].run(df, M1=5)
+    mine = next(e for e in lib.entries() if e["name"] == "MYBBI")
+    assert "mybbi" in lib and mine["description"] == "多空指标" and not mine["shipped"]
+    assert mine["parameters"][0] == {"name": "M1", "default": 3, "min": 1, "max": 100}
+    assert lib["MYBBI"].parameters == mine["parameters"] and mine["lines"] == ["MYBBI"]
+    five = lib["MYBBI"].run(df, M1=5)
     want = (fenxi.formula(df, "MA(C,5)")["LINE1"] + fenxi.formula(df, "MA(C,6)")["LINE1"]) / 2
-    assert np.array_equal(five["BBI"].to_numpy(), want.to_numpy(), equal_nan=True)
+    assert np.array_equal(five["MYBBI"].to_numpy(), want.to_numpy(), equal_nan=True)
+    assert np.array_equal(fenxi.MYBBI(df, 5)["MYBBI"].to_numpy(), want.to_numpy(), equal_nan=True)
+    assert any(e["name"] == "MYBBI" for e in fenxi.formulas())
     with pytest.raises(fenxi.FormulaError) as bad:
-        lib["BBI"].run(df, M1=500)
+        lib["MYBBI"].run(df, M1=500)
     assert "M1" in bad.value.message
-    assert np.array_equal(fenxi.formula(df, "X: BBI.BBI(5) - MA(C,20)", library=lib)["X"],
-                          five["BBI"] - fenxi.formula(df, "MA(C,20)")["LINE1"], equal_nan=True)
+    assert np.array_equal(fenxi.formula(df, "X: MYBBI.MYBBI(5) - MA(C,20)")["X"],
+                          five["MYBBI"] - fenxi.formula(df, "MA(C,20)")["LINE1"], equal_nan=True)
+    for taken in ("MYBBI", "VWAP"):
+        again = tmp_path / f"{taken}.fxl"
+        again.write_text(f"FORMULA {taken}\nA:C;\nEND\n", encoding="utf-8")
+        with pytest.raises(fenxi.FormulaError, match="is taken"):
+            fenxi.load_formulas(again)
 
     with pytest.raises(fenxi.FormulaError) as err:
         fenxi.Formula("A:C;\nB:EMAA(C,2)")

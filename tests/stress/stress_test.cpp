@@ -124,7 +124,7 @@ TEST(Stress, FlatCallsInParallel) {
 TEST(Stress, OneFormulaFromManyThreads) {
     const auto sample = testbars::Sample();
     const std::vector<UNIKDATA> bars(sample.begin(), sample.begin() + 1200);
-    fenxi::FormulaLibrary lib;
+    fenxi::FormulaLibrary lib(fenxi::FormulaLibrary::Start::Empty);
     ASSERT_FALSE(lib.Load("FORMULA BBI\nPARAM M 3 1 100\nBBI:(MA(C,M)+MA(C,2*M))/2;\nEND\n", "lib.fxl"));
     const fenxi::Formula f("DIF:EMA(C,12)-EMA(C,26); DEA:EMA(DIF,9); S:STD(C,20); B:BBI.BBI(5); K:\"KDJ.K\";", &lib);
     ASSERT_TRUE(f.ok());
