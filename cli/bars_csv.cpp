@@ -9,6 +9,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <string_view>
 
 namespace fenxi_cli {
 namespace {
@@ -38,8 +39,8 @@ std::optional<Column> ColumnOf(std::string name) {
 }
 
 // A field as it may be quoted in a message: at most 40 bytes of it.
-std::string Quote(const std::string& text) {
-    return "'" + (text.size() > 40 ? text.substr(0, 40) + "..." : text) + "'";
+std::string Quote(std::string_view text) {
+    return "'" + std::string(text.size() > 40 ? std::string(text.substr(0, 40)) + "..." : std::string(text)) + "'";
 }
 
 // Lines of at most kMaxLineBytes, read byte by byte: a longer line or a
@@ -76,24 +77,30 @@ private:
     int number_ = 0;
 };
 
-std::vector<std::string> Split(const std::string& line, char sep) {
-    std::vector<std::string> fields;
+// The fields of a line, blanks around them and one pair of quotes removed.
+void Split(std::string_view line, char sep, std::vector<std::string_view>& fields) {
+    fields.clear();
     std::size_t start = 0;
     for (;;) {
         const std::size_t end = line.find(sep, start);
-        std::string f = line.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        std::string_view f = line.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start);
         const auto first = f.find_first_not_of(" \t");
         const auto last = f.find_last_not_of(" \t");
-        f = first == std::string::npos ? "" : f.substr(first, last - first + 1);
+        f = first == std::string_view::npos ? std::string_view() : f.substr(first, last - first + 1);
         if (f.size() >= 2 && f.front() == '"' && f.back() == '"') f = f.substr(1, f.size() - 2);
-        fields.push_back(std::move(f));
-        if (end == std::string::npos) break;
+        fields.push_back(f);
+        if (end == std::string_view::npos) break;
         start = end + 1;
     }
-    return fields;
 }
 
-bool Digits(const std::string& s, std::size_t from, std::size_t count, int& out) {
+std::vector<std::string> Split(const std::string& line, char sep) {
+    std::vector<std::string_view> views;
+    Split(line, sep, views);
+    return {views.begin(), views.end()};
+}
+
+bool Digits(std::string_view s, std::size_t from, std::size_t count, int& out) {
     if (from + count > s.size()) return false;
     out = 0;
     for (std::size_t k = from; k < from + count; ++k) {
@@ -111,11 +118,11 @@ bool ValidDay(int year, int month, int day) {
 }
 
 // "09:30", "9:30:15", "093000" or "0930": HHMMSS with a real clock time.
-bool ParseTime(const std::string& t, std::int32_t& time) {
+bool ParseTime(std::string_view t, std::int32_t& time) {
     int h = 0, m = 0, s = 0;
     std::size_t at = 0;
     const std::size_t colon = t.find(':');
-    if (colon != std::string::npos) {
+    if (colon != std::string_view::npos) {
         if (colon < 1 || colon > 2 || !Digits(t, 0, colon, h) || !Digits(t, colon + 1, 2, m)) return false;
         at = colon + 3;
         if (at < t.size() && (t[at] != ':' || !Digits(t, at + 1, 2, s) || at + 3 != t.size())) return false;
@@ -130,7 +137,7 @@ bool ParseTime(const std::string& t, std::int32_t& time) {
 
 // "2024-01-31", "20240131" or "20240131.0", optionally followed by a space or
 // T and a time: a real calendar date YYYYMMDD and time HHMMSS.
-bool ParseDateTime(const std::string& text, std::int32_t& date, std::int32_t& time) {
+bool ParseDateTime(std::string_view text, std::int32_t& date, std::int32_t& time) {
     int y = 0, mo = 0, d = 0;
     std::size_t at = 0;
     if (text.size() >= 10 && text[4] == '-' && text[7] == '-') {
@@ -142,7 +149,7 @@ bool ParseDateTime(const std::string& text, std::int32_t& date, std::int32_t& ti
         mo = y / 100 % 100;
         y /= 10000;
         at = 8;
-        if (at < text.size() && text[at] == '.' && text.find_first_not_of('0', at + 1) == std::string::npos)
+        if (at < text.size() && text[at] == '.' && text.find_first_not_of('0', at + 1) == std::string_view::npos)
             at = text.size();  // 20240131.0, as spreadsheets write it
     }
     if (!ValidDay(y, mo, d)) return false;
@@ -160,14 +167,22 @@ struct Price {
     }
     // The value as a long double, for magnitudes and messages.
     long double Value() const { return std::strtold((whole + "." + fraction + "0").c_str(), nullptr); }
+    // A bound above the value from the whole digits alone (exact to 18
+    // digits), so that most prices need no Value() to compare.
+    long double Above() const {
+        if (whole.size() > 18) return std::numeric_limits<long double>::infinity();
+        std::int64_t v = 0;
+        for (char c : whole) v = v * 10 + (c - '0');
+        return static_cast<long double>(v) + 1;
+    }
 };
 
 // 0 when `text` is a plain non-negative decimal; else what is wrong.
-const char* ParsePrice(const std::string& text, Price& p) {
+const char* ParsePrice(std::string_view text, Price& p) {
     if (!text.empty() && text[0] == '-') return "is negative";
     const std::size_t dot = text.find('.');
     p.whole = text.substr(0, dot);
-    p.fraction = dot == std::string::npos ? "" : text.substr(dot + 1);
+    p.fraction = dot == std::string_view::npos ? std::string_view() : text.substr(dot + 1);
     auto digits = [](const std::string& s) {
         return std::all_of(s.begin(), s.end(), [](unsigned char c) { return std::isdigit(c); });
     };
@@ -219,12 +234,14 @@ struct Row {
     double volume = 0, amount = 0;
 };
 
-double Number(const std::string& text, const std::string& where, const char* column) {
-    if (text.empty()) return 0.0;
+template <class Where>
+double Number(std::string_view field, const Where& where, const char* column) {
+    if (field.empty()) return 0.0;
+    const std::string text(field);
     char* end = nullptr;
     const double v = std::strtod(text.c_str(), &end);
     if (end == text.c_str() || *end != '\0' || !std::isfinite(v))
-        throw InputError(where + Quote(text) + " is not a number in column " + column);
+        throw InputError(where() + Quote(text) + " is not a number in column " + column);
     return v;
 }
 
@@ -318,45 +335,46 @@ BarFile ReadBars(std::istream& stream, const std::string& path, const ReadOption
     int digits = 0;
     long double highest = 0;
     int highestLine = 0;
+    std::vector<std::string_view> fields;
     while (lines.Next(line)) {
         if (line.find_first_not_of(" \t") == std::string::npos) continue;
-        const std::string where = lines.Where(lines.Number());
-        if (rows.size() == kMaxBars) throw InputError(where + "more than " + std::to_string(kMaxBars) + " bars");
-        const auto fields = Split(line, sep);
-        auto field = [&](Column c) -> std::string {
-            if (index[c] < 0) return "";
+        const auto where = [&lines] { return lines.Where(lines.Number()); };  // built only for a message
+        if (rows.size() == kMaxBars) throw InputError(where() + "more than " + std::to_string(kMaxBars) + " bars");
+        Split(line, sep, fields);
+        auto field = [&](Column c) -> std::string_view {
+            if (index[c] < 0) return {};
             if (static_cast<std::size_t>(index[c]) >= fields.size())
-                throw InputError(where + "missing value for column " + kColumnNames[c]);
-            const std::string& f = fields[static_cast<std::size_t>(index[c])];
+                throw InputError(where() + "missing value for column " + kColumnNames[c]);
+            const std::string_view f = fields[static_cast<std::size_t>(index[c])];
             if (f.size() > kMaxFieldBytes)
-                throw InputError(where + "a value longer than " + std::to_string(kMaxFieldBytes) + " bytes in column " +
+                throw InputError(where() + "a value longer than " + std::to_string(kMaxFieldBytes) + " bytes in column " +
                                  kColumnNames[c]);
             return f;
         };
         Row row;
         row.line = lines.Number();
         if (!ParseDateTime(field(kDate), row.date, row.time))
-            throw InputError(where + Quote(field(kDate)) + " is not a date (2024-01-31 or 20240131)");
+            throw InputError(where() + Quote(field(kDate)) + " is not a date (2024-01-31 or 20240131)");
         if (index[kTime] >= 0 && !ParseTime(field(kTime), row.time))
-            throw InputError(where + Quote(field(kTime)) + " is not a time (09:30 or 093000)");
+            throw InputError(where() + Quote(field(kTime)) + " is not a time (09:30 or 093000)");
         bool zero = true;
         for (int k = 0; k < 4; ++k) {
-            const std::string text = field(static_cast<Column>(kOpen + k));
+            const std::string_view text = field(static_cast<Column>(kOpen + k));
             if (const char* wrong = ParsePrice(text, row.price[k]))
-                throw InputError(where + Quote(text) + " " + wrong + " in column " + kColumnNames[kOpen + k]);
+                throw InputError(where() + Quote(text) + " " + wrong + " in column " + kColumnNames[kOpen + k]);
             zero = zero && row.price[k].Zero();
         }
         row.volume = Number(field(kVolume), where, "volume");
         row.amount = Number(field(kAmount), where, "amount");
-        if (row.volume < 0) throw InputError(where + "negative volume");
-        if (row.volume >= 9223372036854775808.0) throw InputError(where + "a volume of 2^63 or more");
+        if (row.volume < 0) throw InputError(where() + "negative volume");
+        if (row.volume >= 9223372036854775808.0) throw InputError(where() + "a volume of 2^63 or more");
         if (zero && !options.keepSuspended) {
             ++out.suspended;
             continue;
         }
         for (const Price& p : row.price) {
             digits = std::max(digits, static_cast<int>(p.fraction.size()));
-            if (p.Value() > highest) highest = p.Value(), highestLine = row.line;
+            if (p.Above() > highest && p.Value() > highest) highest = p.Value(), highestLine = row.line;
         }
         rows.push_back(std::move(row));
     }
