@@ -72,7 +72,7 @@ TEMA: 3*E1-3*E2+E3;
 END
 
 # source: TA-Lib function documentation (ta-lib.org), TRIMA
-FORMULA TRIMA "Triangular moving average (三角移动平均): MA(MA(C,N-INT(N/2)),INT(N/2)+1), weights 1,2,..,peak,..,2,1 over N bars" OVERLAY
+FORMULA TRIMA "Triangular moving average (三角移动平均): MA(MA(C,N-INTPART(N/2)),INTPART(N/2)+1), weights 1,2,..,peak,..,2,1 over N bars" OVERLAY
 PARAM N 30 2 250
 N1:=INTPART(N/2)+1;
 N2:=N+1-N1;
@@ -120,7 +120,7 @@ END
 
 # source: John Ehlers and Ric Way, Zero Lag (well, almost) (2010); pandas-ta documentation, zlma
 # note: lag = INTPART((N-1)/2) bars; the EMA keeps the language's seed (the first value)
-FORMULA ZLEMA "Zero-lag exponential moving average: EMA(C + (C - REF(C,LAG)), N), LAG = INT((N-1)/2)" OVERLAY
+FORMULA ZLEMA "Zero-lag exponential moving average: EMA(C + (C - REF(C,LAG)), N), LAG = INTPART((N-1)/2)" OVERLAY
 PARAM N 20 1 250
 LAG:=INTPART((N-1)/2);
 ZLEMA: EMA(2*C-REF(C,LAG), N);
@@ -224,7 +224,7 @@ END
 
 # source: TA-Lib function documentation (ta-lib.org), MACDFIX
 # note: as TA-Lib, fixed smoothing 0.15 and 0.075 (12 and 26 bars); both starts are on bar 26, from the mean of the last 12 and 26 closes; signal EMA seeded with its first M values' mean
-FORMULA MACDFIX "MACD with fixed 12/26 periods: MACD = E(C,0.15) - E(C,0.075), SIGNAL = EMA(MACD,M), HIST = MACD - SIGNAL"
+FORMULA MACDFIX "MACD with fixed 12/26 periods: MACD = DMA(C,0.15) - DMA(C,0.075) (EMA 12 and 26 with fixed weights), SIGNAL = EMA(MACD,M), HIST = MACD - SIGNAL"
 PARAM M 9 1 250
 CNT:=BARSCOUNT(C);
 EF:=DMA(IF(CNT>26, C, IF(CNT=26, MA(C,12), 0/0)), 0.15);
@@ -302,7 +302,7 @@ END
 # note: TA-Lib's RSI (Wilder averages seeded with the mean of the first N gains and losses) and default simple average for %D; 0 where a range is 0
 FORMULA STOCHRSI "Stochastic RSI (随机相对强弱): FASTK = 100*(R-LLV(R,KP))/(HHV(R,KP)-LLV(R,KP)), R = RSI(C,N); FASTD = MA(FASTK,DP)"
 PARAM N 14 2 250
-PARAM KP 5 1 250
+PARAM KP 5 2 250
 PARAM DP 3 1 250
 D1:=C-REF(C,1);
 G:=MAX(D1,0);
@@ -550,8 +550,8 @@ END
 
 # source: John Ehlers, Using the Fisher Transform, Technical Analysis of Stocks & Commodities (Nov 2002); pandas-ta documentation, fisher
 # note: Ehlers sets his smoothed value to +-0.999 once it passes +-0.99 and feeds that back; a recurrence cannot be clamped here, so the clamp applies to the log's input only
-FORMULA FISHER "Fisher transform: V = 0.66*((P-LL)/(HH-LL)-0.5) + 0.67*V1 on P = (H+L)/2 over N; FISHER = 0.5*LN((1+V)/(1-V)) + 0.5*FISHER1"
-PARAM N 9 1 250
+FORMULA FISHER "Fisher transform: V = 0.66*((P-LL)/(HH-LL)-0.5) + 0.67*V1 on P = (H+L)/2 over N; FISHER = 0.5*LN((1+V)/(1-V)) + 0.5*FISHER1; TRIGGER = FISHER of the bar before"
+PARAM N 9 2 250
 HL2:=(H+L)/2;
 HH:=HHV(HL2,N);
 LL:=LLV(HL2,N);

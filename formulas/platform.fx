@@ -91,7 +91,7 @@ END
 
 # source: Larry Williams, "The Ultimate Oscillator", Technical Analysis of Stocks & Commodities (1985); as in the charting platforms' standard UOS formula
 # note: the platforms weight the three buying-pressure ratios by N2*N3, N1*N3, N1*N2 (4:2:1 at the defaults, as Williams) and add MAUOS = EMA(UOS, M)
-FORMULA UOS "Ultimate oscillator (终极指标): ratios SUM(C-TL)/SUM(TH-TL) over N1, N2, N3, TH/TL = MAX(H,C1)/MIN(L,C1), weighted 4:2:1, percent; MAUOS = EMA(UOS, M)"
+FORMULA UOS "Ultimate oscillator (终极指标): ratios SUM(C-TL)/SUM(TH-TL) over N1, N2, N3, TH/TL = MAX(H,C1)/MIN(L,C1), weighted N2*N3 : N1*N3 : N1*N2 (4:2:1 at the defaults), percent; MAUOS = EMA(UOS, M)"
 PARAM N1 7 1 250
 PARAM N2 14 1 250
 PARAM N3 28 1 250
@@ -353,11 +353,11 @@ MICD:SMA(DIF,10,1);
 END
 
 # source: standard formula of the Chinese charting platforms (directional standard deviation index), as published in Chinese technical-analysis handbooks
-# note: the smoothing weight M of SMA(DDI, N1, M) must not exceed N1, so M ranges 1..10 and N1 10..250; DDI is 0 where no directional move occurred in the window
-FORMULA DDI "Directional deviation index (方向标准离差指数): DMZ/DMF = largest H or L move on bars whose H+L rose/fell; DDI = (SUM(DMZ,N)-SUM(DMF,N))/(their total); ADDI = SMA(DDI,N1,M); AD = MA(ADDI,M1)"
+# note: the smoothing weight of SMA(DDI, N1, M) may not exceed N1, so it is MIN(M, N1); DDI is 0 where no directional move occurred in the window
+FORMULA DDI "Directional deviation index (方向标准离差指数): DMZ/DMF = largest H or L move on bars whose H+L rose/fell; DDI = (SUM(DMZ,N)-SUM(DMF,N))/(their total); ADDI = SMA(DDI,N1,MIN(M,N1)); AD = MA(ADDI,M1)"
 PARAM N 13 1 250
-PARAM N1 30 10 250
-PARAM M 10 1 10
+PARAM N1 30 1 250
+PARAM M 10 1 250
 PARAM M1 5 1 250
 MOVE:=MAX(ABS(HIGH-REF(HIGH,1)),ABS(LOW-REF(LOW,1)));
 DMZ:=IF(HIGH+LOW<=REF(HIGH,1)+REF(LOW,1),0,MOVE);
@@ -367,7 +367,7 @@ SF:=SUM(DMF,N);
 DIZ:=SZ/(SZ+SF);
 DIF:=SF/(SF+SZ);
 DDI:IF(SZ+SF=0,0,DIZ-DIF),COLORSTICK;
-ADDI:SMA(DDI,N1,M);
+ADDI:SMA(DDI,N1,MIN(M,N1));
 AD:MA(ADDI,M1);
 END
 
@@ -440,7 +440,7 @@ END
 
 # source: Bill Williams, Trading Chaos (1995), the alligator; as in the charting platforms' standard ALLIGAT formula
 # note: Williams' smoothed average is SMA(X,N,1); his forward shift of the lines is written REF (the value of that many bars ago), so nothing looks ahead
-FORMULA ALLIGAT "Alligator (鳄鱼线): of the median price (H+L)/2, JAW = REF(SMA(,13,1), 8); TEETH = REF(SMA(,8,1), 5); LIPS = REF(SMA(,5,1), 3)" OVERLAY
+FORMULA ALLIGAT "Alligator (鳄鱼线): of the median price (H+L)/2, JAW = REF(SMA(MP,13,1), 8); TEETH = REF(SMA(MP,8,1), 5); LIPS = REF(SMA(MP,5,1), 3), MP the median price" OVERLAY
 NN:=(HIGH+LOW)/2;
 JAW:REF(SMA(NN,13,1),8);
 TEETH:REF(SMA(NN,8,1),5);
@@ -487,7 +487,7 @@ END
 
 # source: standard formula of the Chinese charting platforms (long-term line), as published in Chinese technical-analysis handbooks
 # note: a 2-bar range of 0 (two equal one-price bars) would make the platforms' volume ratio infinite; such a bar adds 0 here so that the running sum continues
-FORMULA LON "Long-term line (长线指标 LON): running sum of (C-C1)*SUM(V,2)/(100*2-bar range); LON = SMA(sum,10,1) - SMA(sum,20,1); LONMA = MA(LON, N)"
+FORMULA LON "Long-term line (长线指标 LON): running sum of (C-C1)*SUM(V,2)/(100*2-bar range); LON = SMA(sum,10,1) - SMA(sum,20,1); LONMA = MA(LON, N); LONT = LON as a histogram"
 PARAM N 10 1 250
 LC:=REF(CLOSE,1);
 RNG:=HHV(HIGH,2)-LLV(LOW,2);

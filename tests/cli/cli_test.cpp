@@ -220,3 +220,65 @@ TEST(Cli, ScanReportsEveryFileAndSkipsABrokenOne) {
     EXPECT_NE(json.out.find("\"tactics\""), std::string::npos);
     std::filesystem::remove_all(dir);
 }
+
+// Formula entries are names like the built-in ones: listed, computed, given
+// on the command line by file, and screened with.
+TEST(Cli, FormulaEntriesAreNamesEverywhere) {
+    Result r = Fenxi("list");
+    EXPECT_NE(r.out.find("\nATR        formula, formulas/platform.fx N=14"), std::string::npos);
+    EXPECT_NE(r.out.find("\nCDLHAMMER  formula, formulas/candles.fx"), std::string::npos);
+    r = Fenxi("list --json");
+    EXPECT_NE(r.out.find("\"kind\": \"builtin\""), std::string::npos);
+    EXPECT_NE(r.out.find("\"kind\": \"formula\""), std::string::npos);
+
+    // calc runs an entry with positional parameters, as a formula of its own text would.
+    const Result atr = Fenxi("calc ATR 20 -i " + kSample);
+    ASSERT_EQ(atr.status, 0) << atr.err;
+    const Result text = Fenxi("formula 'MTR:\"ATR.MTR\"(20);ATR:\"ATR.ATR\"(20)' -i " + kSample);
+    EXPECT_EQ(atr.out, text.out);
+    const Result streamed = Fenxi("calc ATR 20 --update -i " + kSample);
+    EXPECT_EQ(streamed.out, atr.out);  // the last bar through a stream: the same bits
+    EXPECT_EQ(Fenxi("calc ATR 0 -i " + kSample).status, 2);
+    EXPECT_EQ(Fenxi("calc ATR 1 2 -i " + kSample).status, 2);
+    EXPECT_EQ(Fenxi("calc ATR --raw -i " + kSample).status, 2);
+    EXPECT_EQ(Fenxi("calc MA1 2.5 -i " + kSample).status, 2);
+
+    // A user's file adds entries to every command and may not redefine a shipped one.
+    const std::string mine = Write("mine.fx", "FORMULA TWOATR \"twice the ATR\"\nPARAM N 14 1 100\nT: ATR.ATR(N)*2;\nEND\n");
+    r = Fenxi("calc TWOATR 20 --formulas " + mine + " -i " + kSample);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(Fenxi("list --formulas " + mine).out.find("TWOATR") != std::string::npos, true);
+    EXPECT_EQ(Fenxi("formula 'TWOATR.T' --formulas " + mine + " -i " + kSample).status, 0);
+    const std::string clash = Write("clash.fx", "FORMULA ATR\nA:C;\nEND\n");
+    r = Fenxi("calc ATR --formulas " + clash + " -i " + kSample);
+    EXPECT_EQ(r.status, 2);
+    EXPECT_NE(r.err.find("clash.fx:1:9: 'ATR' is taken: an entry of formulas/platform.fx"), std::string::npos) << r.err;
+}
+
+TEST(Cli, ScanWhereScreensTheFiles) {
+    const auto dir = std::filesystem::temp_directory_path() / ("fenxi_screen_" + std::to_string(fenxi::platform::ProcessId()));
+    std::filesystem::create_directories(dir);
+    std::filesystem::copy_file(kSample, dir / "daily_sz002032.csv", std::filesystem::copy_options::overwrite_existing);
+    std::filesystem::copy_file(std::string(FENXI_DATA_DIR) + "/daily_ASML.AS.csv", dir / "daily_ASML.AS.csv",
+                               std::filesystem::copy_options::overwrite_existing);
+    // 002032 closes at 40.45 above its 20-bar average; ASML at 54.70 too, but above 50.
+    Result r = Fenxi("scan " + dir.string() + " --where 'A:MA(C,N1); PASS:C>A AND C<50' --jobs 2");
+    EXPECT_EQ(r.status, 2);  // N1 is no name in a text
+    r = Fenxi("scan " + dir.string() + " --where 'A:MA(C,20); PASS:C>A AND C<50' --jobs 2");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "file,code,date,time,A,PASS\ndaily_sz002032.csv,002032,2016-08-17,,39.612,1\n");
+    r = Fenxi("scan " + dir.string() + " --where 'A:MA(C,20); PASS:C>A AND C<50' --all");
+    EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 3);
+    EXPECT_NE(r.out.find("daily_ASML.AS.csv,,2013-01-25,,0,"), std::string::npos) << r.out;
+    r = Fenxi("scan " + dir.string() + " --where SCR_NEW_HIGH --param N=20 --all --json");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("\"TOP\""), std::string::npos);
+    EXPECT_EQ(Fenxi("scan " + dir.string() + " --where SCR_NEW_HIGH --param N=1").status, 2);
+    EXPECT_EQ(Fenxi("scan " + dir.string() + " --all").status, 2);  // --all needs --where
+    std::ofstream(dir / "broken.csv") << "date,open,high,low,close\n20200102,1,abc,1,1\n";
+    r = Fenxi("scan " + dir.string() + " --where SCR_MA_GOLDEN --all");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("broken.csv:2: 'abc' is not a price"), std::string::npos) << r.err;
+    EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 3);  // the broken file is left out
+    std::filesystem::remove_all(dir);
+}
