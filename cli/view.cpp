@@ -223,7 +223,6 @@ std::string Embedded(const std::string& text) {
 }  // namespace
 
 std::string WriteView(BarFile& f, const std::string& input, const ViewOptions& options) {
-    const fs::path assets = Assets(options.assets);
     fenxi::Bars bars{f.bars, f.unit};
     json data;
     data["title"] = fs::path(input).filename().string() + (f.code.empty() ? "" : " " + f.code);
@@ -243,6 +242,7 @@ std::string WriteView(BarFile& f, const std::string& input, const ViewOptions& o
     for (const std::string& item : options.lines) data["overlays"].push_back(LinesOf(item, bars, library));
     data["panes"] = json::array();
     for (const std::string& item : options.panes) data["panes"].push_back(LinesOf(item, bars, library));
+    const fs::path assets = Assets(options.assets);  // after the names: a wrong name is a usage error first
     Systems(bars, f, data["points"], data["tips"]);
     data["tactics"] = Tactics(bars);
     data["charts"] = Charts(f);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -249,6 +250,19 @@ TEST(Cli, FormulaEntriesAreNamesEverywhere) {
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(Fenxi("list --formulas " + mine).out.find("TWOATR") != std::string::npos, true);
     EXPECT_EQ(Fenxi("formula 'TWOATR.T' --formulas " + mine + " -i " + kSample).status, 0);
+    // The chart page draws entries as overlays and panes, histograms as such.
+    const std::string page = (std::filesystem::temp_directory_path() / "fenxi_formula_view.html").string();
+    r = Fenxi("view --lines MA,BBI,ICHIMOKU:9:26:52 --pane DDI --pane TWOATR:20 --formulas " + mine + " -o " + page +
+              " -i " + kSample);
+    if (r.status == 0) {
+        std::ifstream in(page);
+        const std::string html((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        for (const char* part : {"\"name\":\"ICHIMOKU:9:26:52\"", "\"name\":\"SPANB\"", "\"COLORSTICK\"", "\"name\":\"TWOATR:20\""})
+            EXPECT_NE(html.find(part), std::string::npos) << part;
+    } else {
+        EXPECT_NE(r.err.find("chart library"), std::string::npos) << r.err;  // a build without web/node_modules
+    }
+    EXPECT_EQ(Fenxi("view --pane ATR:0 -o " + page + " -i " + kSample).status, 2);
     const std::string clash = Write("clash.fx", "FORMULA ATR\nA:C;\nEND\n");
     r = Fenxi("calc ATR --formulas " + clash + " -i " + kSample);
     EXPECT_EQ(r.status, 2);
