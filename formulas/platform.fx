@@ -179,19 +179,19 @@ LUP:EMA(VAR4*1.14,5);
 LDN:EMA(VAR4*0.86,5);
 END
 
-# source: Paul Dysart; Norman G. Fosback, Stock Market Logic (1976), negative volume index; additive form of the charting platforms
-# note: Fosback compounds the percent changes from a base of 1000; the platforms add them up, which was followed, starting at 100
-FORMULA NVI "Negative volume index (负成交量指标): 100 plus the running sum of the percent change of C on bars whose volume fell; NVIMA = MA(NVI, M)"
+# source: Paul Dysart; Norman G. Fosback, Stock Market Logic (1976), negative volume index; base 100 and average of 72 bars as in the Chinese technical-analysis handbooks
+# note: most sources compound the changes (NVI = NVI1*C/C1), a few add the percent changes up; compounding was followed, from 100, as 100*EXP(running sum of LN(C/C1))
+FORMULA NVI "Negative volume index (负成交量指标): starts at 100, multiplied by C/C1 on each bar whose volume fell, unchanged on the others; NVIMA = MA(NVI, M)"
 PARAM M 72 1 250
-NVI:100+SUM(IF(VOL<REF(VOL,1),(CLOSE-REF(CLOSE,1))/REF(CLOSE,1)*100,0),0);
+NVI:100*EXP(SUM(IF(VOL<REF(VOL,1) AND CLOSE>0 AND REF(CLOSE,1)>0,LN(CLOSE/REF(CLOSE,1)),0),0));
 NVIMA:MA(NVI,M);
 END
 
-# source: Paul Dysart; Norman G. Fosback, Stock Market Logic (1976), positive volume index; additive form of the charting platforms
-# note: Fosback compounds the percent changes from a base of 1000; the platforms add them up, which was followed, starting at 100
-FORMULA PVI "Positive volume index (正成交量指标): 100 plus the running sum of the percent change of C on bars whose volume rose; PVIMA = MA(PVI, M)"
+# source: Paul Dysart; Norman G. Fosback, Stock Market Logic (1976), positive volume index; base 100 and average of 72 bars as in the Chinese technical-analysis handbooks
+# note: most sources compound the changes (PVI = PVI1*C/C1), a few add the percent changes up; compounding was followed, from 100, as 100*EXP(running sum of LN(C/C1))
+FORMULA PVI "Positive volume index (正成交量指标): starts at 100, multiplied by C/C1 on each bar whose volume rose, unchanged on the others; PVIMA = MA(PVI, M)"
 PARAM M 72 1 250
-PVI:100+SUM(IF(VOL>REF(VOL,1),(CLOSE-REF(CLOSE,1))/REF(CLOSE,1)*100,0),0);
+PVI:100*EXP(SUM(IF(VOL>REF(VOL,1) AND CLOSE>0 AND REF(CLOSE,1)>0,LN(CLOSE/REF(CLOSE,1)),0),0));
 PVIMA:MA(PVI,M);
 END
 
@@ -321,11 +321,10 @@ RCCD:SMA(DIF,N,1);
 END
 
 # source: standard formula of the Chinese charting platforms (modified momentum index), as published in Chinese technical-analysis handbooks
-# note: the platforms draw the smoothed line under the name MI; named SRMI here
-FORMULA SRMI "Modified momentum (MI修正指标): A = (C-REF(C,N)) divided by REF(C,N) when falling, by C when rising, 0 when equal; SRMI = SMA(A, N, 1)"
+FORMULA SRMI "Modified momentum (MI修正指标): A = (C-REF(C,N)) divided by REF(C,N) when falling, by C when rising, 0 when equal; MI = SMA(A, N, 1)"
 PARAM N 9 1 250
 A:=IF(CLOSE<REF(CLOSE,N),(CLOSE-REF(CLOSE,N))/REF(CLOSE,N),IF(CLOSE=REF(CLOSE,N),0,(CLOSE-REF(CLOSE,N))/CLOSE));
-SRMI:SMA(A,N,1);
+MI:SMA(A,N,1);
 END
 
 # source: standard formula of the Chinese charting platforms (cost average lines), as published in Chinese technical-analysis handbooks
