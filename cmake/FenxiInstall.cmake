@@ -47,3 +47,6 @@ endif()
 
 # The shipped formula files, for reading: the library has them built in.
 install(DIRECTORY formulas/ DESTINATION ${CMAKE_INSTALL_DATADIR}/fenxi/formulas FILES_MATCHING PATTERN "*.fx")
+
+# The licence and the notices of what is shipped with fenxi.
+install(FILES LICENSE NOTICE DESTINATION ${CMAKE_INSTALL_DATADIR}/fenxi)

@@ -269,6 +269,7 @@ void BindFormulas(py::module_& m);
 
 PYBIND11_MODULE(_fenxi, m) {
     m.doc() = "The fenxi engine: registry, columns, streams, systems, tips, tactics and charts.";
+    m.attr("__version__") = FENXI_VERSION;
     py::class_<fenxi::Bars>(m, "Bars", "Bars in the engine's form: prices as integers in units of 1/unit.")
         .def_readonly("unit", &fenxi::Bars::unit)
         .def("__len__", [](const fenxi::Bars& b) { return b.bars.size(); })

@@ -21,6 +21,7 @@ bash scripts/fuzz.sh 15
 cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DFENXI_WERROR=ON -DFENXI_BUILD_BENCH=ON
 cmake --build build/release -j "$jobs"
 ctest --test-dir build/release --output-on-failure -j "$jobs"
+bash scripts/wheel_test.sh
 
 export ASAN_OPTIONS=allocator_may_return_null=1:detect_leaks=1:abort_on_error=1
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1

@@ -22,6 +22,8 @@ import numpy as np
 from . import _fenxi
 from ._fenxi import Bars
 
+__version__ = _fenxi.__version__
+
 __all__ = ["Bars", "Formula", "FormulaError", "FormulaLibrary", "Stream", "bars", "chart", "compute", "formula",
            "formulas", "load_formulas", "operations", "sample", "scan", "screen", "signals", "tactics", "tips"]
 
