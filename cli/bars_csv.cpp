@@ -14,8 +14,8 @@
 namespace fenxi_cli {
 namespace {
 
-enum Column { kDate, kTime, kOpen, kHigh, kLow, kClose, kVolume, kAmount, kColumns };
-constexpr const char* kColumnNames[kColumns] = {"date", "time", "open", "high", "low", "close", "volume", "amount"};
+enum Column { kDate, kTime, kOpen, kHigh, kLow, kClose, kVolume, kAmount, kCode, kColumns };
+constexpr const char* kColumnNames[kColumns] = {"date", "time", "open", "high", "low", "close", "volume", "amount", "code"};
 
 std::string Lower(std::string s) {
     std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -32,7 +32,9 @@ std::optional<Column> ColumnOf(std::string name) {
         {"low", kLow},         {"最低", kLow},       {"最低价", kLow},      {"close", kClose},
         {"收盘", kClose},      {"收盘价", kClose},   {"volume", kVolume},   {"vol", kVolume},
         {"成交量", kVolume},   {"amount", kAmount},  {"成交额", kAmount},   {"成交金额", kAmount},
-        {"turnover", kAmount}, {"money", kAmount},
+        {"turnover", kAmount}, {"money", kAmount},   {"symbol", kCode},     {"code", kCode},
+        {"ts_code", kCode},    {"ticker", kCode},    {"代码", kCode},       {"股票代码", kCode},
+        {"证券代码", kCode},
     };
     const auto it = aliases.find(Lower(name));
     return it == aliases.end() ? std::nullopt : std::optional<Column>(it->second);
@@ -336,6 +338,7 @@ BarFile ReadBars(std::istream& stream, const std::string& path, const ReadOption
     long double highest = 0;
     int highestLine = 0;
     std::vector<std::string_view> fields;
+    std::string codeField;  // the security named in a column, on the first row
     while (lines.Next(line)) {
         if (line.find_first_not_of(" \t") == std::string::npos) continue;
         const auto where = [&lines] { return lines.Where(lines.Number()); };  // built only for a message
@@ -353,6 +356,7 @@ BarFile ReadBars(std::istream& stream, const std::string& path, const ReadOption
         };
         Row row;
         row.line = lines.Number();
+        if (rows.empty() && out.suspended == 0 && index[kCode] >= 0) codeField = field(kCode);
         if (!ParseDateTime(field(kDate), row.date, row.time))
             throw InputError(where() + Quote(field(kDate)) + " is not a date (2024-01-31 or 20240131)");
         if (index[kTime] >= 0 && !ParseTime(field(kTime), row.time))
@@ -435,6 +439,15 @@ BarFile ReadBars(std::istream& stream, const std::string& path, const ReadOption
         out.bars.push_back(b);
     }
     CodeFromName(path, out);
+    if (!codeField.empty()) {  // a column naming the security outranks the file name
+        BarFile named;
+        CodeFromName(codeField, named);
+        if (!named.code.empty()) {
+            out.code = named.code;
+            out.market = named.market;
+            out.marketFrom = named.marketFrom + " of column " + kColumnNames[kCode] + " '" + codeField + "'";
+        }
+    }
     return out;
 }
 

@@ -659,8 +659,8 @@ int main(int argc, char** argv) {
     Input viewIn;
     ViewOptions view;
     std::string viewLines;
-    auto* viewCmd = app.add_subcommand("view", "one self-contained HTML chart page of the file");
-    AddInput(viewCmd, viewIn);
+    auto* viewCmd = app.add_subcommand("view", "one self-contained HTML chart page of the file (the shipped sample without -i)");
+    AddInput(viewCmd, viewIn, false);
     viewCmd->add_option("-o,--output", view.output, "the page (default: the input's name with .html)");
     viewCmd->add_option("--lines", viewLines, "overlays, comma separated: MA, BOLL, EXPMA:12:0, ENE:25, ... (default MA)");
     viewCmd->add_option("--pane", view.panes, "a pane (operation or formula), repeatable (default MACD and KDJ)");
@@ -715,6 +715,8 @@ int main(int argc, char** argv) {
                     if (!item.empty()) view.lines.push_back(item);
             }
             view.library = &Library(formulaFiles);
+            if (viewIn.path.empty()) viewIn.path = SamplePath();
+            if (viewIn.path.empty()) throw CLI::ValidationError("no sample data beside the tool: give -i FILE");
             BarFile f = viewIn.Load();
             std::printf("%s\n", WriteView(f, viewIn.path, view).c_str());
             return 0;

@@ -296,3 +296,19 @@ TEST(Cli, ScanWhereScreensTheFiles) {
     EXPECT_EQ(std::count(r.out.begin(), r.out.end(), '\n'), 3);  // the broken file is left out
     std::filesystem::remove_all(dir);
 }
+
+// The security may be named in a column (symbol, code, ts_code ...) rather
+// than in the file name; the page of the shipped sample needs no -i.
+TEST(Cli, CodeFromAColumnAndViewOfTheSample) {
+    const std::string file = Write("bars_with_symbol.csv", "symbol,dt,open,close,high,low,vol\n"
+                                                           "000001.XSHG,2020-01-02,1,1,1,1,5\n"
+                                                           "000001.XSHG,2020-01-03,1,1,1,1,5\n");
+    Result r = Fenxi("--json -i " + file);
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_NE(r.out.find("\"code\": \"000001\""), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("\"market\": 1"), std::string::npos);
+    EXPECT_NE(r.out.find("suffix .XSHG of column code"), std::string::npos);
+    const std::string page = (std::filesystem::temp_directory_path() / "fenxi_sample_view.html").string();
+    r = Fenxi("view -o " + page);
+    EXPECT_TRUE(r.status == 0 || r.err.find("chart library") != std::string::npos) << r.err;
+}
