@@ -1,13 +1,13 @@
 """The Python layer's overhead over the direct C++ columnar call.
 
 For every registry operation at its defaults over 1,000,000 bars (the daily
-sample repeated): repetitions of fenxi.compute(name, DataFrame) and of
-fenxi::Compute(name, {}, PriceColumns) on the same columns (prices, volume and
-amount), each side in a
-run of its own after a warm-up (interleaving them lets one side's freed
-blocks decide whether the other faults its pages in afresh); the table gives
-the fastest of each and their ratio. Run with the package on the path:
-    PYTHONPATH=build/release/python /usr/bin/python3 bench/python_overhead.py [repeats]
+sample repeated; the second argument sets another count): repetitions of
+fenxi.compute(name, DataFrame) and of fenxi::Compute(name, {}, PriceColumns)
+on the same columns (prices, volume and amount), each side in a run of its
+own after a warm-up (interleaving them lets one side's freed blocks decide
+whether the other faults its pages in afresh); the table gives the fastest of
+each and their ratio. Run with the package on the path:
+    PYTHONPATH=build/release/python /usr/bin/python3 bench/python_overhead.py [repeats] [bars]
 """
 import os
 import sys
@@ -27,8 +27,9 @@ import fenxi
 from fenxi import _fenxi
 
 repeats = int(sys.argv[1]) if len(sys.argv) > 1 else 15
+bars = int(sys.argv[2]) if len(sys.argv) > 2 else 1_000_000
 sample = fenxi.sample()
-frame = pd.concat([sample] * (1_000_000 // len(sample) + 1), ignore_index=True).iloc[:1_000_000]
+frame = pd.concat([sample] * (bars // len(sample) + 1), ignore_index=True).iloc[:bars]
 columns = [frame[k].to_numpy() for k in ("open", "high", "low", "close", "volume", "amount")]
 print("| operation | C++ columnar ms | Python ms | overhead |")
 print("|---|---|---|---|")

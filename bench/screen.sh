@@ -3,9 +3,10 @@
 # series with shifted prices and dates (kept in /tmp between runs), screened
 # by the tool (wall time, reading included) and by fenxi_screen_bench
 # (reading and evaluation apart, evaluation the median of five).
-#   bash bench/screen.sh [SCREEN] [securities] [jobs]
+#   [FENXI_BUILD_DIR=build/release] bash bench/screen.sh [SCREEN] [securities] [jobs]
 set -euo pipefail
 cd "$(dirname "$0")/.."
+build=${FENXI_BUILD_DIR:-build/release}
 screen=${1:-SCR_MA_GOLDEN}
 count=${2:-5000}
 jobs=${3:-$(nproc)}
@@ -31,11 +32,11 @@ for k in range(count):
 PY
   touch "$dir/done"
 fi
-cmake -S . -B build/release -G Ninja -DCMAKE_BUILD_TYPE=Release -DFENXI_BUILD_BENCH=ON >/dev/null
-cmake --build build/release --target fenxi_cli fenxi_screen_bench >/dev/null
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DFENXI_BUILD_BENCH=ON >/dev/null
+cmake --build "$build" --target fenxi_cli fenxi_screen_bench >/dev/null
 start=$(date +%s.%N)
-passing=$(build/release/cli/fenxi scan "$dir" --where "$screen" --jobs "$jobs" | tail -n +2 | wc -l)
+passing=$("$build"/cli/fenxi scan "$dir" --where "$screen" --jobs "$jobs" | tail -n +2 | wc -l)
 end=$(date +%s.%N)
 python3 -c "import sys; print(f'| fenxi scan --where {sys.argv[3]} | {sys.argv[4]} files | {sys.argv[5]} jobs | wall {float(sys.argv[2]) - float(sys.argv[1]):.2f} s | {sys.argv[6]} pass |')" \
   "$start" "$end" "$screen" "$count" "$jobs" "$passing"
-build/release/bench/fenxi_screen_bench "$dir" "$screen" "$jobs"
+"$build"/bench/fenxi_screen_bench "$dir" "$screen" "$jobs"
