@@ -2,7 +2,8 @@
 # The Windows library, cross-built with MinGW-w64 and tested under Wine:
 #   - x86_64 and i686 (SSE2 arithmetic) builds of fenxi.dll, fenxi.exe and
 #     the output-hash program, with -Werror;
-#   - both DLLs must export the flat C functions undecorated;
+#   - both DLLs must export the flat C functions and the fx_ interface's
+#     (a sample of them) undecorated;
 #   - x86_64: the test suite, the C test, the thread stress test and the tool
 #     run under Wine (Debian has no 32-bit Wine beside wine64 without a
 #     second architecture, so i686 is built and its exports checked);
@@ -17,7 +18,9 @@ wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
 export WINEDEBUG=-all WINEPREFIX=${WINEPREFIX:-$PWD/build/wineprefix}
 sample=data/daily_sz002032.csv
 functions=(ComputeDKDataForC ComputeDKDataForCDemo ComputeDKMsgForC ComputeDKMsgForCDemo FreeCharBuffer FreeKLineBars
-           FreeLineStruct GenerateSHLDXFXForC GenerateZJLDXFXForC SetDebugOutputHook)
+           FreeLineStruct GenerateSHLDXFXForC GenerateZJLDXFXForC SetDebugOutputHook
+           fx_last_error fx_version fx_operation_count fx_compute_columns fx_stream_append fx_formula_compile
+           fx_formula_run_bars fx_formula_last_bars fx_library_load_text fx_library_free)
 
 for arch in x86_64 i686; do
   dir=build/windows-$arch

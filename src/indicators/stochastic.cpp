@@ -190,8 +190,8 @@ struct KdjSteps {
 
 using detail::Cols;
 using detail::WithSteps;
-const detail::Kernel KD = WithSteps<KdSteps>(&Kd, Cols({2, 3, 4}));
-const detail::Kernel WR = WithSteps<WrSteps>(&Wr, Cols({3, 4, 5, 6, 7, 8, 9, 10})),
+const detail::Kernel KD = WithSteps<KdSteps>(&Kd, Cols({2, 3, 4}), Cols({3, 4}));  // bars 0, 1 scale what is there
+const detail::Kernel WR = WithSteps<WrSteps>(&Wr, Cols({3, 4, 5, 6, 7, 8, 9, 10}), Cols({5})),
                      KDJ = WithSteps<KdjSteps>(&Kdj, Cols({2, 3, 4, 5}));
 
 }  // namespace fenxi::kernels
