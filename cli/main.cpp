@@ -21,6 +21,7 @@
 #include "formula_command.h"
 #include "input.h"
 #include "scan.h"
+#include "serve.h"
 #include "view.h"
 #include "fenxi/series.h"
 #include "platform/host.h"
@@ -686,6 +687,14 @@ int main(int argc, char** argv) {
     bool flowJson = false;
     flow->add_flag("--json", flowJson, "the line as JSON");
 
+    ServeOptions serveOptions;
+    auto* serveCmd = app.add_subcommand("serve", "a local chart app over a folder of bar files (docs/serve.md)");
+    serveCmd->add_option("dir", serveOptions.dir, "the folder of *.csv bar files")->required();
+    serveCmd->add_option("--port", serveOptions.port, "the port (0: any free one)")->check(CLI::Range(0, 65535));
+    serveCmd->add_option("--host", serveOptions.host, "the address to listen on (default 127.0.0.1: this machine only)");
+    serveCmd->add_option("--assets", serveOptions.assets, "where app.js and the chart library are (default: found)");
+    AddFormulasOption(serveCmd, formulaFiles);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -720,6 +729,10 @@ int main(int argc, char** argv) {
             BarFile f = viewIn.Load();
             std::printf("%s\n", WriteView(f, viewIn.path, view).c_str());
             return 0;
+        }
+        if (*serveCmd) {
+            serveOptions.library = &Library(formulaFiles);
+            return Serve(serveOptions);
         }
         if (*tactics) return Tactics(tacticsIn, tacticsLong ? "long" : tacticsMid ? "mid" : "short", tacticsJson);
         if (report.path.empty()) {

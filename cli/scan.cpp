@@ -103,11 +103,11 @@ nlohmann::json Json(const Point& p) {
 }
 
 // Runs `one(k)` for every k < count on `jobs` threads; a progress bar on a
-// terminal.
+// terminal unless `label` is null.
 template <class F>
 void ForEachFile(std::size_t count, int jobs, const char* label, F&& one) {
     std::atomic<std::size_t> next{0}, done{0};
-    const bool progress = fenxi::platform::StderrIsTerminal();
+    const bool progress = label != nullptr && fenxi::platform::StderrIsTerminal();
     auto work = [&] {
         for (std::size_t k; (k = next++) < count;) {
             one(k);
@@ -135,13 +135,44 @@ std::string Exact(double v) {
     return std::string(buf, r.ptr);
 }
 
-struct Screened {
-    std::string file, code, error;
-    std::int32_t date = 0, time = 0;
-    fenxi::FormulaLast last;
-};
-
 }  // namespace
+
+std::vector<ScreenRow> ScreenFiles(const fenxi::Formula& formula, const fenxi::FormulaArgs& args,
+                                   const std::vector<std::string>& files, int jobs, ScreenProgress* progress) {
+    std::vector<ScreenRow> rows(files.size());
+    ForEachFile(files.size(), jobs, progress != nullptr ? nullptr : "screen", [&](std::size_t k) {
+        ScreenRow& s = rows[k];
+        s.file = std::filesystem::path(files[k]).filename().string();
+        if (progress != nullptr && progress->cancel) {
+            s.error = files[k] + ": cancelled";
+            return;
+        }
+        try {
+            BarFile f = ReadBars(files[k]);
+            s.code = f.code;
+            s.date = f.bars.back().Date;
+            s.time = f.bars.back().Time;
+            s.last = formula.Last(fenxi::Bars{std::move(f.bars), f.unit}, args);
+            if (s.last.error) s.error = files[k] + ": " + s.last.error.message;
+        } catch (const InputError& e) {
+            s.error = e.what();
+        }
+        if (progress != nullptr) ++progress->done;
+    });
+    return rows;
+}
+
+nlohmann::json ScreenRowJson(const ScreenRow& s, std::span<const fenxi::FormulaOutput> outputs, bool all) {
+    nlohmann::json values = nlohmann::json::object();
+    for (std::size_t k = 0; k < outputs.size() && k < s.last.values.size(); ++k) {
+        const double v = s.last.values[k];
+        values[outputs[k].name] = v != v ? nlohmann::json(nullptr) : nlohmann::json(v);
+    }
+    nlohmann::json row = {{"file", s.file}, {"code", s.code}, {"date", Date(s.date)}, {"time", Time(s.time)}};
+    if (all) row["pass"] = s.last.pass;
+    row["values"] = values;
+    return row;
+}
 
 int Screen(const fenxi::FormulaLibrary& library, const std::vector<std::string>& inputs, const ScreenOptions& o) {
     fenxi::Formula owned;
@@ -151,27 +182,12 @@ int Screen(const fenxi::FormulaLibrary& library, const std::vector<std::string>&
         if (!owned.ok()) throw FormulaRefused(owned.error().Format("where"));
         formula = &owned;
     }
-    const std::vector<std::string> files = Files(inputs);
-    std::vector<Screened> rows(files.size());
-    ForEachFile(files.size(), o.jobs, "screen", [&](std::size_t k) {
-        Screened& s = rows[k];
-        s.file = std::filesystem::path(files[k]).filename().string();
-        try {
-            BarFile f = ReadBars(files[k]);
-            s.code = f.code;
-            s.date = f.bars.back().Date;
-            s.time = f.bars.back().Time;
-            s.last = formula->Last(fenxi::Bars{std::move(f.bars), f.unit}, o.args);
-            if (s.last.error) s.error = files[k] + ": " + s.last.error.message;
-        } catch (const InputError& e) {
-            s.error = e.what();
-        }
-    });
+    const std::vector<ScreenRow> rows = ScreenFiles(*formula, o.args, Files(inputs), o.jobs);
     // A parameter refused is the same for every file: a usage error.
-    for (const Screened& s : rows)
+    for (const ScreenRow& s : rows)
         if (s.last.formulaError) throw FormulaRefused(s.last.formulaError.Format(o.where));
     int failed = 0;
-    for (const Screened& s : rows)
+    for (const ScreenRow& s : rows)
         if (!s.error.empty()) {
             ++failed;
             std::fprintf(stderr, "%s\n", s.error.c_str());
@@ -179,18 +195,8 @@ int Screen(const fenxi::FormulaLibrary& library, const std::vector<std::string>&
     const auto outputs = formula->outputs();
     if (o.json) {
         nlohmann::json out = nlohmann::json::array();
-        for (const Screened& s : rows) {
-            if (!s.error.empty() || !(o.all || s.last.pass)) continue;
-            nlohmann::json values = nlohmann::json::object();
-            for (std::size_t k = 0; k < outputs.size(); ++k) {
-                const double v = s.last.values[k];
-                values[outputs[k].name] = v != v ? nlohmann::json(nullptr) : nlohmann::json(v);
-            }
-            nlohmann::json row = {{"file", s.file}, {"code", s.code}, {"date", Date(s.date)}, {"time", Time(s.time)}};
-            if (o.all) row["pass"] = s.last.pass;
-            row["values"] = values;
-            out.push_back(row);
-        }
+        for (const ScreenRow& s : rows)
+            if (s.error.empty() && (o.all || s.last.pass)) out.push_back(ScreenRowJson(s, outputs, o.all));
         std::cout << out.dump(1) << "\n";
         return failed > 0 ? 1 : 0;
     }
@@ -198,7 +204,7 @@ int Screen(const fenxi::FormulaLibrary& library, const std::vector<std::string>&
     if (o.all) header += ",pass";
     for (const fenxi::FormulaOutput& out : outputs) header += "," + out.name;
     std::printf("%s\n", header.c_str());
-    for (const Screened& s : rows) {
+    for (const ScreenRow& s : rows) {
         if (!s.error.empty() || !(o.all || s.last.pass)) continue;
         std::string line = s.file + "," + s.code + "," + Date(s.date) + "," + Time(s.time);
         if (o.all) line += s.last.pass ? ",1" : ",0";

@@ -5,7 +5,7 @@
 # `deps.sh windows` adds the MinGW-w64 cross compilers and Wine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-need=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev clang libclang-rt-14-dev
+need=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev libcpp-httplib-dev clang libclang-rt-14-dev
       pybind11-dev python3-dev python3-numpy python3-pandas python3-pytest python3-tqdm python3-distributed
       python3-build python3-venv
       chromium fonts-wqy-microhei)

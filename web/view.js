@@ -23,7 +23,14 @@
     `[short-term]\n${tips['short-term'] || '(no tip for this bar)'}\n[long-term]\n${tips['long-term'] || '(no tip for this bar)'}`;
 
   const day = (s) => new Date(s * 1000).toISOString().slice(0, data.intraday ? 16 : 10).replace('T', ' ');
-  const times = data.bars.map((b) => b[0]);
+  // Bars come as columns (time, open, high, low, close, volume), lines as
+  // arrays aligned with them. The chart holds the bars from `from` on: the
+  // last few thousand first, earlier ones as the view scrolls to them, so a
+  // long series draws at once.
+  const bars = data.bars;
+  const times = bars.time;
+  const n = times.length;
+  let from = Math.max(0, n - 3000);
   const options = (element) => ({
     autoSize: true,
     layout: { background: { color: '#ffffff' }, textColor: '#333', panes: { separatorColor: '#ddd' } },
@@ -31,18 +38,17 @@
     crosshair: { mode: LC.CrosshairMode.Normal },
     timeScale: { timeVisible: data.intraday, secondsVisible: false },
   });
+  const span = (make) => { const out = []; for (let i = from; i < n; i++) out.push(make(i)); return out; };
 
   // The plain chart: candles and volume, overlays, oscillator panes, markers.
   const chart = LC.createChart(document.getElementById('chart'), options());
   const candles = chart.addSeries(LC.CandlestickSeries, {
     upColor: up, downColor: down, borderUpColor: up, borderDownColor: down, wickUpColor: up, wickDownColor: down,
   });
-  candles.setData(data.bars.map((b) => ({ time: b[0], open: b[1], high: b[2], low: b[3], close: b[4] })));
   const volume = chart.addSeries(LC.HistogramSeries, { priceScaleId: 'volume', priceFormat: { type: 'volume' } });
   volume.priceScale().applyOptions({ scaleMargins: { top: 0.8, bottom: 0 } });
-  volume.setData(data.bars.map((b) => ({ time: b[0], value: b[5], color: b[4] >= b[1] ? '#f3b0ae' : '#a9dcbf' })));
 
-  const legendSeries = [];
+  const legendSeries = [], drawn = [];
   const addLines = (group, pane) => {
     group.lines.forEach((line, k) => {
       // A formula's COLORSTICK line is a histogram, red above 0 and green below; STICK one colour.
@@ -54,7 +60,7 @@
       }, pane);
       const bar = attributes.includes('COLORSTICK')
         ? (v) => ({ value: v, color: v >= 0 ? '#e74c3c' : '#27ae60' }) : (v) => ({ value: v });
-      series.setData(line.values.map((v, i) => (v === null ? { time: times[i] } : { time: times[i], ...bar(v) })));
+      drawn.push([series, (i) => (line.values[i] === null ? { time: times[i] } : { time: times[i], ...bar(line.values[i]) })]);
       legendSeries.push([`${group.name} ${line.name}`, series]);
     });
   };
@@ -66,19 +72,37 @@
   for (const p of data.points) {
     const long = p.system === 'long';
     markers.push({
-      time: times[p.bar], position: p.kind === 'D' ? 'belowBar' : 'aboveBar', shape: p.kind === 'D' ? 'arrowUp' : 'arrowDown',
+      bar: p.bar, position: p.kind === 'D' ? 'belowBar' : 'aboveBar', shape: p.kind === 'D' ? 'arrowUp' : 'arrowDown',
       color: long ? (p.kind === 'D' ? '#c0392b' : '#1e8449') : (p.kind === 'D' ? '#e67e22' : '#2980b9'),
       text: `${p.kind}${long ? '' : 's'}`,
     });
   }
   for (const t of data.tactics) {
     markers.push({
-      time: times[t.bar], position: t.kind === 'entry' ? 'belowBar' : 'aboveBar', shape: 'square', size: 0.5,
+      bar: t.bar, position: t.kind === 'entry' ? 'belowBar' : 'aboveBar', shape: 'square', size: 0.5,
       color: '#8e44ad', text: '',
     });
   }
-  markers.sort((a, b) => a.time - b.time);
-  const markerLayer = LC.createSeriesMarkers(candles, markers);
+  markers.sort((a, b) => a.bar - b.bar);
+  const markerLayer = LC.createSeriesMarkers(candles, []);
+
+  // Sets every series to the bars from `from` on, keeping the view where it was.
+  const fill = (added) => {
+    const ts = chart.timeScale();
+    const range = added ? ts.getVisibleLogicalRange() : null;
+    candles.setData(span((i) => ({ time: times[i], open: bars.open[i], high: bars.high[i], low: bars.low[i], close: bars.close[i] })));
+    volume.setData(span((i) => ({ time: times[i], value: bars.volume[i], color: bars.close[i] >= bars.open[i] ? '#f3b0ae' : '#a9dcbf' })));
+    for (const [series, point] of drawn) series.setData(span(point));
+    markerLayer.setMarkers(markers.filter((m) => m.bar >= from).map(({ bar, ...m }) => ({ ...m, time: times[bar] })));
+    if (range) ts.setVisibleLogicalRange({ from: range.from + added, to: range.to + added });
+  };
+  fill(0);
+  chart.timeScale().subscribeVisibleLogicalRangeChange((range) => {
+    if (!range || range.from > 50 || from === 0) return;
+    const before = from;
+    from = Math.max(0, from - Math.max(5000, n - from));
+    fill(before - from);
+  });
 
   // Crosshair values and, on a bar with points or tactics, what they are.
   const pointsAt = new Map();
@@ -90,18 +114,17 @@
   const pointBox = document.getElementById('point');
   const index = new Map(times.map((t, i) => [t, i]));
   chart.subscribeCrosshairMove((param) => {
-    const i = param.time === undefined ? times.length - 1 : index.get(param.time);
+    const i = param.time === undefined ? n - 1 : index.get(param.time);
     if (i === undefined) return;
-    const b = data.bars[i];
     const values = legendSeries.map(([name, s]) => {
       const v = param.seriesData && param.seriesData.get(s);
       return v && v.value !== undefined ? `${name} ${+v.value.toFixed(4)}` : '';
     }).filter(Boolean);
-    legend.textContent = `${day(b[0])}  O ${b[1]}  H ${b[2]}  L ${b[3]}  C ${b[4]}  V ${b[5]}  ${values.join('  ')}`;
+    legend.textContent = `${day(times[i])}  O ${bars.open[i]}  H ${bars.high[i]}  L ${bars.low[i]}  C ${bars.close[i]}  V ${bars.volume[i]}  ${values.join('  ')}`;
     const here = pointsAt.get(i);
-    pointBox.textContent = here ? `${day(b[0])}\n${here.join('\n')}` : '';
+    pointBox.textContent = here ? `${day(times[i])}\n${here.join('\n')}` : '';
   });
-  legend.textContent = `${data.bars.length} bars, ${data.points.length} D/K points`;
+  legend.textContent = `${n} bars, ${data.points.length} D/K points`;
 
   // The derived charts share one chart, their bars placed one per step; the
   // axis shows each block's date.
@@ -134,8 +157,10 @@
 
   window.fenxiView = {
     ready: true, kind: 'plain', derivedBars: 0,
-    pointMarkers: markerLayer.markers().filter((m) => m.shape !== 'square').length,
-    tacticMarkers: markerLayer.markers().filter((m) => m.shape === 'square').length,
+    // Markers of the bars the chart holds.
+    get pointMarkers() { return markerLayer.markers().filter((m) => m.shape !== 'square').length; },
+    get tacticMarkers() { return markerLayer.markers().filter((m) => m.shape === 'square').length; },
+    get loadedBars() { return n - from; },
     show,
   };
 })();
