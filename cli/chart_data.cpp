@@ -102,6 +102,11 @@ bool Drawn(const std::vector<std::string>& attributes) {
     return std::find(attributes.begin(), attributes.end(), "NODRAW") == attributes.end();
 }
 
+std::vector<std::string> BuiltinAttributes(const fenxi::OperationSpec& op, int k) {
+    if (std::string(op.name) == "MACD" && std::string(op.lines[k].name) == "MACD") return {"COLORSTICK"};
+    return {};
+}
+
 std::vector<int> WholeParams(const fenxi::OperationSpec& op, const std::vector<double>& params) {
     std::vector<int> whole;
     for (double v : params) {
@@ -132,7 +137,9 @@ json LinesOf(const std::string& item, const fenxi::Bars& bars, const fenxi::Form
     for (std::size_t k = 0; k < lines.names.size(); ++k) {
         json values = json::array();
         for (double v : lines.values[k]) values.push_back(Shown(v));
-        out["lines"].push_back({{"name", lines.names[k]}, {"values", std::move(values)}});
+        out["lines"].push_back({{"name", lines.names[k]},
+                                {"attributes", BuiltinAttributes(*op, static_cast<int>(k))},
+                                {"values", std::move(values)}});
     }
     return out;
 }

@@ -42,6 +42,9 @@ ChartItem ParseItem(const std::string& item, const fenxi::FormulaLibrary& librar
 
 // A formula line is drawn unless it is NODRAW.
 bool Drawn(const std::vector<std::string>& attributes);
+// How a chart draws line k of a built-in operation, in the formulas'
+// attributes: MACD's MACD line is a histogram, red above 0 and green below.
+std::vector<std::string> BuiltinAttributes(const fenxi::OperationSpec& op, int k);
 
 // Whole-number parameters of a registry operation; a usage error otherwise.
 std::vector<int> WholeParams(const fenxi::OperationSpec& op, const std::vector<double>& params);

@@ -92,7 +92,7 @@ LineSet ResolveItem(const std::string& item, const fenxi::FormulaLibrary& librar
     }
     for (int k = 0; k < op.lineCount; ++k) {
         set.names.push_back(LineLabel(op, k, p));
-        set.attributes.emplace_back();
+        set.attributes.push_back(BuiltinAttributes(op, k));
         set.drawn.push_back(k);
     }
     return set;
