@@ -51,6 +51,28 @@ def _batch(items: list, unit: int | None) -> list:
     return [_one(item, unit) for item in items]
 
 
+def _rows(items: list, one, batch_task, task_args: tuple, jobs, client, batch: int, show: bool) -> list:
+    """``one(item)`` for every item on threads, or ``batch_task(chunk, *task_args)``
+    as one Dask task per ``batch`` items; the rows in the items' order."""
+    if client is not None:
+        from dask.distributed import as_completed
+        futures = [client.submit(batch_task, items[k:k + batch], *task_args, pure=False)
+                   for k in range(0, len(items), batch)]
+        done = as_completed(futures)
+        if show:
+            from tqdm import tqdm
+            done = tqdm(done, total=len(futures), unit="batch")
+        order = {f.key: k for k, f in enumerate(futures)}
+        parts = {order[f.key]: f.result() for f in done}
+        return [row for k in sorted(parts) for row in parts[k]]
+    with ThreadPoolExecutor(max_workers=jobs or os.cpu_count() or 1) as pool:
+        mapped = pool.map(one, items)
+        if show:
+            from tqdm import tqdm
+            mapped = tqdm(mapped, total=len(items), unit="security")
+        return list(mapped)
+
+
 def scan(items: Iterable[Any], jobs: int | None = None, client: Any = None, batch: int = 64,
          unit: int | None = None, progress: bool | None = None):
     """One summary row per security: both systems' last points, both tips, each pool's last record.
@@ -64,24 +86,7 @@ def scan(items: Iterable[Any], jobs: int | None = None, client: Any = None, batc
     import pandas as pd
     items = list(items)
     show = sys.stderr.isatty() if progress is None else progress
-    rows = []
-    if client is not None:
-        from dask.distributed import as_completed
-        futures = [client.submit(_batch, items[k:k + batch], unit, pure=False) for k in range(0, len(items), batch)]
-        done = as_completed(futures)
-        if show:
-            from tqdm import tqdm
-            done = tqdm(done, total=len(futures), unit="batch")
-        order = {f.key: k for k, f in enumerate(futures)}
-        parts = {order[f.key]: f.result() for f in done}
-        rows = [row for k in sorted(parts) for row in parts[k]]
-    else:
-        with ThreadPoolExecutor(max_workers=jobs or os.cpu_count() or 1) as pool:
-            mapped = pool.map(lambda item: _one(item, unit), items)
-            if show:
-                from tqdm import tqdm
-                mapped = tqdm(mapped, total=len(items), unit="security")
-            rows = list(mapped)
+    rows = _rows(items, lambda item: _one(item, unit), _batch, (unit,), jobs, client, batch, show)
     return pd.DataFrame(rows)
 
 
@@ -138,25 +143,9 @@ def screen(items: Iterable[Any], formula: Any, jobs: int | None = None, client: 
     compiled = _formula_of(formula)
     compiled.last({"open": [1.0], "high": [1.0], "low": [1.0], "close": [1.0]}, **params)  # refuses bad params here
     show = sys.stderr.isatty() if progress is None else progress
-    if client is not None:
-        from dask.distributed import as_completed
-        text = formula if isinstance(formula, str) else compiled.name or compiled.text
-        futures = [client.submit(_screen_batch, items[k:k + batch], text, params, unit, pure=False)
-                   for k in range(0, len(items), batch)]
-        done = as_completed(futures)
-        if show:
-            from tqdm import tqdm
-            done = tqdm(done, total=len(futures), unit="batch")
-        order = {f.key: k for k, f in enumerate(futures)}
-        parts = {order[f.key]: f.result() for f in done}
-        rows = [row for k in sorted(parts) for row in parts[k]]
-    else:
-        with ThreadPoolExecutor(max_workers=jobs or os.cpu_count() or 1) as pool:
-            mapped = pool.map(lambda item: _screen_one(item, compiled, params, unit), items)
-            if show:
-                from tqdm import tqdm
-                mapped = tqdm(mapped, total=len(items), unit="security")
-            rows = list(mapped)
+    text = formula if isinstance(formula, str) else compiled.name or compiled.text  # what Dask workers compile
+    rows = _rows(items, lambda item: _screen_one(item, compiled, params, unit), _screen_batch,
+                 (text, params, unit), jobs, client, batch, show)
     for row in rows:
         if row["error"] is not None:
             warnings.warn(row["error"], stacklevel=2)

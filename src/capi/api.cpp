@@ -327,34 +327,32 @@ FENXI_API int FENXI_CALL fx_operation_find(const char* nameOrCode, int32_t* inde
     });
 }
 
-FENXI_API int FENXI_CALL fx_operation_name(int32_t index, const char** name) {
+namespace {
+
+// One field of operation `index` into *out, checked as every accessor is.
+template <class T, class Field>
+int OperationField(int32_t index, T* out, const char* what, Field field) {
     return Guard([&] {
-        if (name == nullptr) return Null("name");
+        if (out == nullptr) return Null(what);
         const fenxi::OperationSpec* op = nullptr;
         if (int s = OperationAt(index, op)) return s;
-        *name = op->name;
+        *out = field(*op);
         return Ok();
     });
+}
+
+}  // namespace
+
+FENXI_API int FENXI_CALL fx_operation_name(int32_t index, const char** name) {
+    return OperationField(index, name, "name", [](const fenxi::OperationSpec& op) { return op.name; });
 }
 
 FENXI_API int FENXI_CALL fx_operation_code(int32_t index, int32_t* code) {
-    return Guard([&] {
-        if (code == nullptr) return Null("code");
-        const fenxi::OperationSpec* op = nullptr;
-        if (int s = OperationAt(index, op)) return s;
-        *code = op->code;
-        return Ok();
-    });
+    return OperationField(index, code, "code", [](const fenxi::OperationSpec& op) { return op.code; });
 }
 
 FENXI_API int FENXI_CALL fx_operation_param_count(int32_t index, int32_t* count) {
-    return Guard([&] {
-        if (count == nullptr) return Null("count");
-        const fenxi::OperationSpec* op = nullptr;
-        if (int s = OperationAt(index, op)) return s;
-        *count = op->paramCount;
-        return Ok();
-    });
+    return OperationField(index, count, "count", [](const fenxi::OperationSpec& op) { return op.paramCount; });
 }
 
 FENXI_API int FENXI_CALL fx_operation_param(int32_t index, int32_t k, const char** name, int32_t* defaultValue, int32_t* min,
@@ -375,13 +373,7 @@ FENXI_API int FENXI_CALL fx_operation_param(int32_t index, int32_t k, const char
 }
 
 FENXI_API int FENXI_CALL fx_operation_line_count(int32_t index, int32_t* count) {
-    return Guard([&] {
-        if (count == nullptr) return Null("count");
-        const fenxi::OperationSpec* op = nullptr;
-        if (int s = OperationAt(index, op)) return s;
-        *count = op->lineCount;
-        return Ok();
-    });
+    return OperationField(index, count, "count", [](const fenxi::OperationSpec& op) { return op.lineCount; });
 }
 
 FENXI_API int FENXI_CALL fx_operation_line(int32_t index, int32_t k, const char** name, const char** measure) {

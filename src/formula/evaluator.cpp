@@ -946,38 +946,46 @@ void Evaluator::RestoreHeads() {
     }
 }
 
+namespace {
+
+// Runs the whole series through `e` a block at a time; after each block,
+// `take(block)` reads its columns.
+template <class Take>
+void RunBlocks(Evaluator& e, const Bars& bars, Take&& take) {
+    const auto n = static_cast<std::int64_t>(bars.bars.size());
+    for (std::int64_t first = 0; first < n; first += kBlock) {
+        Block b;
+        b.bars = bars.bars.data() + first;
+        b.count = static_cast<int>(std::min<std::int64_t>(kBlock, n - first));
+        b.first = first;
+        b.unit = bars.unit;
+        e.Run(b);
+        take(b);
+    }
+}
+
+}  // namespace
+
 std::vector<double> Evaluator::RunLast(const Program& program, const Bars& bars) {
     const auto n = static_cast<std::int64_t>(bars.bars.size());
     std::vector<double> last(program.outputs.size(), std::numeric_limits<double>::quiet_NaN());
     if (n == 0) return last;
     Evaluator e(program, &bars, bars.unit);
-    for (std::int64_t first = 0; first < n; first += kBlock) {
-        Block b;
-        b.bars = bars.bars.data() + first;
-        b.count = static_cast<int>(std::min<std::int64_t>(kBlock, n - first));
-        b.first = first;
-        b.unit = bars.unit;
-        e.Run(b);
-        if (first + b.count == n)
-            for (std::size_t k = 0; k < program.outputs.size(); ++k) last[k] = e.Column(program.outputs[k])[b.count - 1];
-    }
+    RunBlocks(e, bars, [&](const Block& b) {
+        if (b.first + b.count < n) return;
+        for (std::size_t k = 0; k < program.outputs.size(); ++k) last[k] = e.Column(program.outputs[k])[b.count - 1];
+    });
     return last;
 }
 
 std::vector<std::vector<double>> Evaluator::RunAll(const Program& program, const Bars& bars) {
-    const auto n = static_cast<std::int64_t>(bars.bars.size());
-    std::vector<std::vector<double>> lines(program.outputs.size(), std::vector<double>(static_cast<std::size_t>(n)));
+    const auto n = static_cast<std::size_t>(bars.bars.size());
+    std::vector<std::vector<double>> lines(program.outputs.size(), std::vector<double>(n));
     Evaluator e(program, &bars, bars.unit);
-    for (std::int64_t first = 0; first < n; first += kBlock) {
-        Block b;
-        b.bars = bars.bars.data() + first;
-        b.count = static_cast<int>(std::min<std::int64_t>(kBlock, n - first));
-        b.first = first;
-        b.unit = bars.unit;
-        e.Run(b);
+    RunBlocks(e, bars, [&](const Block& b) {
         for (std::size_t k = 0; k < program.outputs.size(); ++k)
-            std::copy_n(e.Column(program.outputs[k]), b.count, lines[k].begin() + first);
-    }
+            std::copy_n(e.Column(program.outputs[k]), b.count, lines[k].begin() + b.first);
+    });
     return lines;
 }
 

@@ -97,14 +97,27 @@ std::span<const FormulaParam> Formula::parameters() const {
 }
 std::span<const FormulaOutput> Formula::outputs() const { return (compiled_ ? *compiled_ : Empty()).outputs; }
 
+namespace {
+
+// The program to run with these arguments over these bars, or null with the
+// refusal in r (a parameter, or the bars).
+template <class Result>
+const formula::Program* Prepare(const Compiled& c, const FormulaArgs& args, const Bars& bars,
+                                formula::Program& scratch, Result& r) {
+    r.unit = bars.unit;
+    const formula::Program* program = Bind(c, args, scratch, r.formulaError);
+    if (program == nullptr || (r.error = CheckBars(bars))) return nullptr;
+    return program;
+}
+
+}  // namespace
+
 FormulaResult Formula::Run(const Bars& bars, const FormulaArgs& args) const {
     FormulaResult r;
-    r.unit = bars.unit;
     const Compiled& c = compiled_ ? *compiled_ : Empty();
     formula::Program scratch;
-    const formula::Program* program = Bind(c, args, scratch, r.formulaError);
+    const formula::Program* program = Prepare(c, args, bars, scratch, r);
     if (program == nullptr) return r;
-    if ((r.error = CheckBars(bars))) return r;
     std::vector<std::vector<double>> values = formula::Evaluator::RunAll(*program, bars);
     for (std::size_t k = 0; k < c.outputs.size(); ++k)
         r.lines.push_back({c.outputs[k].name, c.outputs[k].attributes, std::move(values[k])});
@@ -113,12 +126,10 @@ FormulaResult Formula::Run(const Bars& bars, const FormulaArgs& args) const {
 
 FormulaLast Formula::Last(const Bars& bars, const FormulaArgs& args) const {
     FormulaLast r;
-    r.unit = bars.unit;
     const Compiled& c = compiled_ ? *compiled_ : Empty();
     formula::Program scratch;
-    const formula::Program* program = Bind(c, args, scratch, r.formulaError);
+    const formula::Program* program = Prepare(c, args, bars, scratch, r);
     if (program == nullptr) return r;
-    if ((r.error = CheckBars(bars))) return r;
     r.values = formula::Evaluator::RunLast(*program, bars);
     const double verdict = r.values.empty() ? 0.0 : r.values.back();
     r.pass = verdict == verdict && verdict != 0;
