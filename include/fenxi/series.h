@@ -121,6 +121,7 @@ struct Error {
     Errc code = Errc::None;
     int index = -1;       // the offending parameter or bar; -1 where none applies
     std::string message;  // names the parameter or bar and what is wrong
+    int security = -1;    // in a panel, the offending security; -1 where none applies
     explicit operator bool() const { return code != Errc::None; }
 };
 

@@ -73,6 +73,8 @@ namespace detail {
 // recurrence it is these steps in a loop; where it takes whole-column routes
 // the steps are those routes' plain arithmetic, with the same bits. Streams
 // keep the state between appends.
+struct LaneForm;  // core/lane_steps.h
+
 struct Stepper {
     void (*start)(void* state, int unit, const std::int32_t* p);
     // Writes bar i from the state `before` it and leaves the state after it
@@ -91,6 +93,7 @@ struct Kernel {
     // row buffer holds 0 there): the columnar route zeroes them first.
     std::uint64_t leaves = 0;
     const Stepper* stepper = nullptr;  // its per-bar form (every registry kernel has one)
+    const LaneForm* lanes = nullptr;   // its steps across securities in vector lanes, where it has them
 };
 
 constexpr std::uint64_t Cols(std::initializer_list<int> cs) {

@@ -2,6 +2,7 @@
 #include "core/window.h"
 #include "core/registry.h"
 #include "core/running_mean.h"
+#include "core/lane_steps.h"
 #include "core/stepped.h"
 #include "indicators/columns.h"
 
@@ -101,26 +102,35 @@ struct LifeSteps {
     }
 };
 
+}  // namespace
+
+// Lane step types have external linkage: the lane routes instantiate them in
+// templates of a shared header.
 // SMAk = ((Nk-1)*SMAk' + C) / Nk, every line seeded with the first close;
 // column 0 the close.
-struct SmaSteps {
-    double f, keep[5], s[5];
-    int q[5];
+template <class V>
+struct SmaLanes {
+    V f, s[5];
+    double keep[5], q[5];
+    static constexpr int kInputs = 1;
     static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t*) { return 0; }
-    SmaSteps(int unit, const std::int32_t* p) : f(PriceFactor(unit)), s{} {
+    SmaLanes(V f, const std::int32_t* p) : f(f), s{} {
         for (int j = 0; j < 5; ++j) {
             keep[j] = Int32Term(std::int64_t{p[j]} - 1);
             q[j] = p[j];
         }
     }
-    void First(const UNIKDATA* b, const LineOut& o) {
-        const double x = b[0].Close * f;
+    static void In(const UNIKDATA* b, int i, double* in) { in[0] = b[i].Close; }
+    template <class Out>
+    void First(const V* in, const Out& o) {
+        const V x = in[0] * f;
         o(0, 0) = x;
         for (int j = 0; j < 5; ++j) o(1 + j, 0) = s[j] = x;
     }
-    void Next(const UNIKDATA* b, int i, const LineOut& o) {
-        const double x = b[i].Close * f;
+    template <class Out>
+    void Next(const V* in, int i, const Out& o) {
+        const V x = in[0] * f;
         o(0, i) = x;
         for (int j = 0; j < 5; ++j) {
             s[j] = (keep[j] * s[j] + x) / q[j];
@@ -131,17 +141,23 @@ struct SmaSteps {
 
 // EMA = ((N-1)*EMA' + 2*C) / (N+1), seeded with the first close; column 0
 // the close.
-struct EmaSteps {
-    double f, keep, div, e = 0.0;
+template <class V>
+struct EmaLanes {
+    V f, e{};
+    double keep, div;
+    static constexpr int kInputs = 1;
     static constexpr int kAhead[] = {0};
     static std::int64_t History(const std::int32_t*) { return 0; }
-    EmaSteps(int unit, const std::int32_t* p)
-        : f(PriceFactor(unit)), keep(Int32Term(std::int64_t{p[0]} - 1)), div(Int32Term(std::int64_t{p[0]} + 1)) {}
-    void First(const UNIKDATA* b, const LineOut& o) {
-        o(0, 0) = o(1, 0) = e = b[0].Close * f;
+    EmaLanes(V f, const std::int32_t* p)
+        : f(f), keep(Int32Term(std::int64_t{p[0]} - 1)), div(Int32Term(std::int64_t{p[0]} + 1)) {}
+    static void In(const UNIKDATA* b, int i, double* in) { in[0] = b[i].Close; }
+    template <class Out>
+    void First(const V* in, const Out& o) {
+        o(0, 0) = o(1, 0) = e = in[0] * f;
     }
-    void Next(const UNIKDATA* b, int i, const LineOut& o) {
-        const double x = b[i].Close * f;
+    template <class Out>
+    void Next(const V* in, int i, const Out& o) {
+        const V x = in[0] * f;
         e = (keep * e + (x + x)) / div;
         o(0, i) = x;
         o(1, i) = e;
@@ -149,7 +165,6 @@ struct EmaSteps {
     void Resume(const UNIKDATA*, int i, const LineOut& o) { e = o(1, i - 1); }
 };
 
-}  // namespace
 
 using detail::Cols;
 using detail::WithSteps;
@@ -162,8 +177,8 @@ const detail::Kernel MA1 = WithSteps<MaSteps<1>>(&Ma<1>, Cols({0, 1})),
                      MA7 = WithSteps<MaSteps<7>>(&Ma<7>, Cols({0, 1, 2, 3, 4, 5, 6, 7})),
                      MACHANEL = WithSteps<ChannelSteps>(&MaChannel, Cols({0, 1, 2, 3, 4, 5, 6, 7})),
                      LIFELINE = WithSteps<LifeSteps>(&LifeLine, Cols({0, 1, 2}));
-const detail::Kernel SMA = detail::SteppedKernel<SmaSteps>(Cols({0, 1, 2, 3, 4, 5})),
-                     EMA = detail::SteppedKernel<EmaSteps>(Cols({0, 1}));
+const detail::Kernel SMA = detail::LanedKernel<SmaLanes>(Cols({0, 1, 2, 3, 4, 5})),
+                     EMA = detail::LanedKernel<EmaLanes>(Cols({0, 1}));
 
 }  // namespace fenxi::kernels
 
@@ -361,5 +376,5 @@ void CAnalysisTechniques::GenerateEMA(UNIKDATA* bars, int unit, FENXIDATA*& out,
 void CAnalysisTechniques::UpdateEMA(UNIKDATA* bars, int unit, FENXIDATA*& rows, int n, int p) {
     if (!CanUpdate(bars, rows, n)) return;
     const std::int32_t period[] = {p};
-    detail::StepNewest<kernels::EmaSteps>(bars, unit, rows, n, period);
+    detail::StepNewest<detail::LaneSteps<kernels::EmaLanes>>(bars, unit, rows, n, period);
 }

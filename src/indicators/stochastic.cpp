@@ -3,7 +3,7 @@
 
 #include "core/window.h"
 #include "core/registry.h"
-#include "core/stepped.h"
+#include "core/lane_steps.h"
 #include "indicators/columns.h"
 #include "indicators/stochastic.h"
 
@@ -161,38 +161,50 @@ struct WrSteps {
     }
 };
 
-// One bar of KDJ: the RSV by a walk over its window, K and D carried.
-struct KdjSteps {
-    int p[3];
-    double k = 0.0, d = 0.0;
+}  // namespace
+
+// Lane step types have external linkage: the lane routes instantiate them in
+// templates of a shared header.
+// One bar of KDJ: the RSV by a walk over its window (the input), K and D
+// carried as Smooth does.
+template <class V>
+struct KdjLanes {
+    V k{}, d{};
+    int period;
+    double keep1, keep2, q1, q2;
+    static constexpr int kInputs = 1;
+    static constexpr int kAhead[] = {2};
     static std::int64_t History(const std::int32_t* p) { return std::int64_t{p[0]} + 3; }
-    KdjSteps(int, const std::int32_t* q) : p{q[0], q[1], q[2]} {}
-    void Write(const LineOut& o, int i, double v) const {
+    KdjLanes(V, const std::int32_t* p)
+        : period(p[0]), keep1(Int32Term(std::int64_t{p[1]} - 1)), keep2(Int32Term(std::int64_t{p[2]} - 1)), q1(p[1]),
+          q2(p[2]) {}
+    void In(const UNIKDATA* b, int i, double* in) const { in[0] = rsv(b, 0, i + 1, i, period); }
+    template <class Out>
+    void Write(const Out& o, int i, V v) const {
         o(2, i) = v;
-        o(3, i) = k * 100;
-        o(4, i) = d * 100;
-        o(5, i) = (3 * k - 2 * d) * 100;
+        o(3, i) = k * 100.0;
+        o(4, i) = d * 100.0;
+        o(5, i) = (3.0 * k - 2.0 * d) * 100.0;
     }
-    void First(const UNIKDATA* b, const LineOut& o) {
-        const double v = rsv(b, 0, 1, 0, p[0]);
-        k = d = v;
-        Write(o, 0, v);
+    template <class Out>
+    void First(const V* in, const Out& o) {
+        k = d = in[0];
+        Write(o, 0, in[0]);
     }
-    void Next(const UNIKDATA* b, int i, const LineOut& o) {
-        const double v = rsv(b, 0, i + 1, i, p[0]);
-        k = Smooth(k, v, p[1]);
-        d = Smooth(d, k, p[2]);
-        Write(o, i, v);
+    template <class Out>
+    void Next(const V* in, int i, const Out& o) {
+        k = (keep1 * k + in[0]) / q1;
+        d = (keep2 * d + k) / q2;
+        Write(o, i, in[0]);
     }
 };
 
-}  // namespace
 
 using detail::Cols;
 using detail::WithSteps;
 const detail::Kernel KD = WithSteps<KdSteps>(&Kd, Cols({2, 3, 4}), Cols({3, 4}));  // bars 0, 1 scale what is there
 const detail::Kernel WR = WithSteps<WrSteps>(&Wr, Cols({3, 4, 5, 6, 7, 8, 9, 10}), Cols({5})),
-                     KDJ = WithSteps<KdjSteps>(&Kdj, Cols({2, 3, 4, 5}));
+                     KDJ = detail::WithLaneSteps<KdjLanes>(&Kdj, Cols({2, 3, 4, 5}));
 
 }  // namespace fenxi::kernels
 

@@ -1,0 +1,249 @@
+// Panels: one operation over many securities, several at a time in vector
+// lanes where the operation's steps allow it.
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <numeric>
+#include <thread>
+
+#include "core/lane_steps.h"
+#include "core/panel_lanes.h"
+#include "core/registry.h"
+#include "fenxi/panel.h"
+
+namespace fenxi {
+namespace {
+
+std::atomic<int> forced{0};
+
+int Detected() {
+    static const int width = [] {
+        const char* asked = std::getenv("FENXI_LANES");
+        const bool baseline = asked != nullptr && std::strcmp(asked, "baseline") == 0;
+        const bool avx2Only = asked != nullptr && std::strcmp(asked, "avx2") == 0;
+#ifdef FENXI_WIDE_LANES
+        if (!baseline && __builtin_cpu_supports("avx512f") && !avx2Only) return 8;
+        if (!baseline && __builtin_cpu_supports("avx2")) return 4;
+#else
+        (void)baseline, (void)avx2Only;
+#endif
+        return 2;
+    }();
+    return width;
+}
+
+// Index into LaneForm::run of the widest route up to `width` the form has.
+int RouteOf(const detail::LaneForm& form, int width) {
+    int route = width >= 8 ? 3 : width >= 4 ? 2 : width >= 2 ? 1 : 0;
+    while (route > 0 && form.run[route] == nullptr) --route;
+    return route;
+}
+
+// Runs work(0 .. count-1) on `threads` threads, items taken in order.
+template <class Work>
+void Spread(int count, int threads, Work work) {
+    if (threads == 0) threads = static_cast<int>(std::max(1u, std::thread::hardware_concurrency()));
+    threads = std::clamp(threads, 1, std::max(1, count));
+    if (threads == 1) {
+        for (int k = 0; k < count; ++k) work(k);
+        return;
+    }
+    std::atomic<int> next{0};
+    auto loop = [&] {
+        for (int k = next.fetch_add(1); k < count; k = next.fetch_add(1)) work(k);
+    };
+    std::vector<std::thread> pool;
+    pool.reserve(static_cast<std::size_t>(threads - 1));
+    for (int t = 1; t < threads; ++t) pool.emplace_back(loop);
+    loop();
+    for (auto& t : pool) t.join();
+}
+
+Error Named(Error e, std::size_t security) {
+    e.security = static_cast<int>(security);
+    e.message = "security " + std::to_string(security) + ": " + e.message;
+    return e;
+}
+
+// Each security's lines through the lane form: securities ordered by
+// length so that a group's lanes end close together, then NaN outside
+// each line's valid bars.
+void LaneRun(const OperationSpec& op, const std::int32_t* p, std::span<const Bars> securities,
+             std::span<const std::span<double>> lines, int threads) {
+    const detail::LaneForm& form = *op.kernel->lanes;
+    const int route = RouteOf(form, PanelLanes());
+    const int width = 1 << route;
+    const int count = static_cast<int>(securities.size());
+    // The calling thread's order; the workers read it through this reference.
+    thread_local std::vector<int> kept;
+    std::vector<int>& order = kept;
+    order.resize(securities.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
+        return securities[static_cast<std::size_t>(a)].bars.size() > securities[static_cast<std::size_t>(b)].bars.size();
+    });
+    const int lineCount = op.lineCount;
+    const int groups = (count + width - 1) / width;
+    Spread(groups, threads, [&](int group) {
+        detail::LaneGroup g;
+        g.lineCount = lineCount;
+        g.p = p;
+        for (int q = 0; q < lineCount; ++q) g.lineColumn[q] = op.lines[q].column;
+        for (int j = 0; j < width && group * width + j < count; ++j) {
+            const int s = order[static_cast<std::size_t>(group * width + j)];
+            const Bars& b = securities[static_cast<std::size_t>(s)];
+            g.bars[j] = b.bars.data();
+            g.n[j] = static_cast<int>(b.bars.size());
+            g.unit[j] = b.unit;
+            for (int q = 0; q < lineCount; ++q) {
+                g.lines[j][q] = lines[static_cast<std::size_t>(s * lineCount + q)].data();
+                g.scale[j][q] = TrueScale(op, q, p, b.unit);
+            }
+            g.count = j + 1;
+        }
+        form.run[route](g);
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        for (int j = 0; j < g.count; ++j)
+            for (int q = 0; q < lineCount; ++q) {
+                std::int64_t first = 0, end = 0;
+                ValidRange(op, p, q, g.n[j], first, end);
+                std::fill(g.lines[j][q], g.lines[j][q] + first, nan);
+                std::fill(g.lines[j][q] + end, g.lines[j][q] + g.n[j], nan);
+            }
+    });
+}
+
+}  // namespace
+
+int PanelLanes() {
+    const int f = forced.load(std::memory_order_relaxed);
+    return f != 0 ? std::min(f, Detected()) : Detected();
+}
+
+void detail::ForcePanelLanes(int width) { forced.store(width, std::memory_order_relaxed); }
+
+Error ComputeManyInto(std::string_view name, std::span<const int> given, std::span<const Bars> securities,
+                      std::span<const std::span<double>> lines, const PanelOptions& options) {
+    const OperationSpec* op = FindOperation(name);
+    if (op == nullptr) return Error{Errc::UnknownOperation, -1, "unknown operation '" + std::string(name) + "'"};
+    std::int32_t p[kMaxParams];
+    if (Error e = ResolveParams(*op, given, p)) return e;
+    if (options.threads < 0)
+        return Error{Errc::ParameterRange, -1, "threads=" + std::to_string(options.threads) + " is negative"};
+    const std::size_t L = static_cast<std::size_t>(op->lineCount);
+    if (lines.size() != securities.size() * L)
+        return Error{Errc::LengthMismatch, -1,
+                     std::to_string(securities.size()) + " securities of " + std::to_string(L) + " lines need " +
+                         std::to_string(securities.size() * L) + " arrays, " + std::to_string(lines.size()) + " given"};
+    for (std::size_t s = 0; s < securities.size(); ++s) {
+        if (Error e = CheckBars(securities[s])) return Named(std::move(e), s);
+        for (std::size_t k = 0; k < L; ++k)
+            if (lines[s * L + k].size() != securities[s].bars.size())
+                return Named(Error{Errc::LengthMismatch, -1,
+                                   std::string("line ") + op->lines[k].name + " has room for " +
+                                       std::to_string(lines[s * L + k].size()) + " values, bars " +
+                                       std::to_string(securities[s].bars.size())},
+                             s);
+    }
+    if (op->kernel->lanes != nullptr && PanelLanes() > 1) {
+        LaneRun(*op, p, securities, lines, options.threads);
+        return {};
+    }
+    Spread(static_cast<int>(securities.size()), options.threads, [&](int s) {
+        const std::size_t at = static_cast<std::size_t>(s) * L;
+        // Checked above: nothing here can fail.
+        (void)ComputeInto(op->name, given, securities[static_cast<std::size_t>(s)], lines.subspan(at, L));
+    });
+    return {};
+}
+
+std::vector<Lines> ComputeMany(std::string_view name, std::span<const int> given, std::span<const Bars> securities,
+                               const PanelOptions& options) {
+    std::vector<Lines> out(securities.size());
+    const OperationSpec* op = FindOperation(name);
+    std::int32_t p[kMaxParams];
+    Error refused = op == nullptr ? Error{Errc::UnknownOperation, -1, "unknown operation '" + std::string(name) + "'"}
+                                  : ResolveParams(*op, given, p);
+    if (!refused && options.threads < 0)
+        refused = Error{Errc::ParameterRange, -1, "threads=" + std::to_string(options.threads) + " is negative"};
+    if (refused) {
+        for (Lines& l : out) l.error = refused;
+        return out;
+    }
+    // The securities whose bars pass, computed together; the others keep
+    // their error.
+    std::vector<Bars> kept;
+    std::vector<std::size_t> at;
+    std::vector<std::span<double>> views;
+    bool all = true;
+    for (std::size_t s = 0; s < securities.size(); ++s) {
+        out[s].unit = securities[s].unit;
+        if (Error e = CheckBars(securities[s])) {
+            out[s].error = Named(std::move(e), s);
+            all = false;
+        }
+    }
+    if (!all)
+        for (std::size_t s = 0; s < securities.size(); ++s)
+            if (!out[s].error) kept.push_back(securities[s]), at.push_back(s);
+    const std::size_t L = static_cast<std::size_t>(op->lineCount);
+    for (std::size_t s = 0; s < securities.size(); ++s) {
+        if (out[s].error) continue;
+        out[s].values.assign(L, std::vector<double>(securities[s].bars.size()));
+        for (std::size_t k = 0; k < L; ++k) {
+            out[s].names.emplace_back(op->lines[k].name);
+            views.emplace_back(out[s].values[k]);
+        }
+    }
+    const Error e = ComputeManyInto(name, given, all ? securities : std::span<const Bars>(kept), views, options);
+    if (e)  // bars were checked; only a fault of this function could get here
+        for (Lines& l : out) l.error = e;
+    return out;
+}
+
+std::vector<Lines> ComputeMany(std::string_view name, std::span<const int> params,
+                               std::span<const PriceColumns> securities, const PanelOptions& options) {
+    std::vector<Bars> bars(securities.size());
+    std::vector<Error> refused(securities.size());
+    for (std::size_t s = 0; s < securities.size(); ++s)
+        if (Error e = MakeBars(securities[s], bars[s])) refused[s] = Named(std::move(e), s), bars[s] = Bars{};
+    std::vector<Lines> out = ComputeMany(name, params, bars, options);
+    for (std::size_t s = 0; s < securities.size(); ++s)
+        if (refused[s] && !out[s].error) out[s] = Lines{{}, {}, 0, refused[s]};
+    return out;
+}
+
+std::vector<FormulaResult> RunMany(const Formula& formula, std::span<const Bars> securities, const FormulaArgs& args,
+                                   const PanelOptions& options) {
+    std::vector<FormulaResult> out(securities.size());
+    if (options.threads < 0) {
+        for (FormulaResult& r : out)
+            r.error = Error{Errc::ParameterRange, -1, "threads=" + std::to_string(options.threads) + " is negative"};
+        return out;
+    }
+    Spread(static_cast<int>(securities.size()), options.threads, [&](int s) {
+        FormulaResult& r = out[static_cast<std::size_t>(s)];
+        r = formula.Run(securities[static_cast<std::size_t>(s)], args);
+        if (r.error) r.error = Named(std::move(r.error), static_cast<std::size_t>(s));
+    });
+    return out;
+}
+
+std::vector<FormulaResult> RunMany(const Formula& formula, std::span<const PriceColumns> securities,
+                                   const FormulaArgs& args, const PanelOptions& options) {
+    std::vector<Bars> bars(securities.size());
+    std::vector<Error> refused(securities.size());
+    for (std::size_t s = 0; s < securities.size(); ++s)
+        if (Error e = MakeBars(securities[s], bars[s])) refused[s] = Named(std::move(e), s), bars[s] = Bars{};
+    std::vector<FormulaResult> out = RunMany(formula, bars, args, options);
+    for (std::size_t s = 0; s < securities.size(); ++s)
+        if (refused[s]) {
+            out[s] = FormulaResult{};
+            out[s].error = refused[s];
+        }
+    return out;
+}
+
+}  // namespace fenxi
