@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # fenxi beside TA-Lib and Tulip Indicators: builds the peers' C sources from
 # their npm packages in build/peers and prints the side-by-side table.
-# Arguments: bar counts (default 36500 1000000).
+# Arguments: bar counts (default 36500 1000000), or --panel [securities
+# [bars]] (default 5000 2500) for the panel table.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh

@@ -7,6 +7,8 @@
 // faster peer. Where the formulas coincide the values are compared too.
 //
 // Run: bash bench/peers.sh [bars ...]   (default 36500 1000000)
+//      bash bench/peers.sh --panel [securities [bars]]   (default 5000 2500):
+//      fenxi's panel call against the peers called once per security.
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -18,6 +20,7 @@
 
 #include "extended_bars.h"
 #include "fenxi/formula.h"
+#include "fenxi/panel.h"
 #include "fenxi/series.h"
 
 extern "C" {
@@ -35,8 +38,9 @@ struct Inputs {
     std::vector<double> open, high, low, close, volume;
 };
 
-Inputs Make(int n) {
-    Inputs in{n, {benchbars::Extended(n), 100}, {}, {}, {}, {}, {}};
+Inputs FromBars(std::vector<UNIKDATA> bars) {
+    const int n = static_cast<int>(bars.size());
+    Inputs in{n, {std::move(bars), 100}, {}, {}, {}, {}, {}};
     for (const UNIKDATA& b : in.bars.bars) {
         in.open.push_back(b.Open / 100.0);
         in.high.push_back(b.High / 100.0);
@@ -46,6 +50,8 @@ Inputs Make(int n) {
     }
     return in;
 }
+
+Inputs Make(int n) { return FromBars(benchbars::Extended(n)); }
 
 // Output arrays for every route, allocated and touched once.
 struct Outputs {
@@ -320,10 +326,138 @@ void FormulaTargets(int n, int reps) {
     }
 }
 
+// A market: `count` securities of n bars, each a window of the extended
+// series starting at its own bar, its prices shifted by its own amount.
+std::vector<Inputs> Market(int count, int n) {
+    const std::vector<UNIKDATA>& source = benchbars::Extended(n + 997);
+    std::vector<Inputs> market;
+    market.reserve(static_cast<std::size_t>(count));
+    for (int s = 0; s < count; ++s) {
+        const int from = s * 13 % 997;
+        const std::int32_t shift = s % 41 * 25;
+        std::vector<UNIKDATA> bars(source.begin() + from, source.begin() + from + n);
+        for (UNIKDATA& b : bars) b.Open += shift, b.High += shift, b.Low += shift, b.Close += shift;
+        market.push_back(FromBars(std::move(bars)));
+    }
+    return market;
+}
+
+// Every indicator of the table over a market: fenxi's panel call (one
+// thread, then two), fenxi's columnar call once per security, and the peers
+// once per security, each route writing every security's lines into arrays
+// of its own; ns per security-bar.
+void Panel(int count, int n, int reps) {
+    const std::vector<Inputs> market = Market(count, n);
+    std::vector<fenxi::Bars> bars;
+    for (const Inputs& in : market) bars.push_back(in.bars);
+    const double cells = static_cast<double>(count) * n;
+    std::printf("\n%d securities of %d bars, %d interleaved repetitions, %d lanes; ns per security-bar, median\n\n",
+                count, n, reps, fenxi::PanelLanes());
+    std::printf("| indicator | fenxi panel | fenxi panel, 2 threads | fenxi per security | TA-Lib | Tulip | panel / peer | values |\n");
+    std::printf("|---|---|---|---|---|---|---|---|\n");
+    for (Case& c : Cases()) {
+        const fenxi::OperationSpec* op = fenxi::FindOperation(c.op);
+        std::vector<Outputs> mine, ta, ti;
+        std::vector<std::span<double>> views;
+        for (int s = 0; s < count; ++s) {
+            mine.emplace_back(op->lineCount, n);
+            ta.emplace_back(3, n);
+            ti.emplace_back(3, n);
+        }
+        for (Outputs& o : mine)
+            for (auto v : o.views) views.push_back(v);
+        std::vector<int> taBegin(static_cast<std::size_t>(count)), tiBegin(static_cast<std::size_t>(count));
+        const std::function<void()> routes[] = {
+            [&] {
+                if (fenxi::ComputeManyInto(c.op, c.params, bars, views, {1})) std::abort();
+            },
+            [&] {
+                if (fenxi::ComputeManyInto(c.op, c.params, bars, views, {2})) std::abort();
+            },
+            [&] {
+                for (int s = 0; s < count; ++s)
+                    if (fenxi::ComputeInto(c.op, c.params, bars[static_cast<std::size_t>(s)], mine[static_cast<std::size_t>(s)].views))
+                        std::abort();
+            },
+            [&] {
+                for (int s = 0; s < count; ++s)
+                    taBegin[static_cast<std::size_t>(s)] = c.talib(market[static_cast<std::size_t>(s)], ta[static_cast<std::size_t>(s)]);
+            },
+            [&] {
+                for (int s = 0; s < count; ++s)
+                    tiBegin[static_cast<std::size_t>(s)] = c.tulip(market[static_cast<std::size_t>(s)], ti[static_cast<std::size_t>(s)]);
+            },
+        };
+        constexpr int kRoutes = 5;
+        std::vector<double> times[kRoutes];
+        for (int r = 0; r < reps + 1; ++r)
+            for (int k = 0; k < kRoutes; ++k) {
+                const int route = (k + r) % kRoutes;
+                const auto t0 = Clock::now();
+                routes[route]();
+                const double ns = std::chrono::duration<double, std::nano>(Clock::now() - t0).count() / cells;
+                if (r > 0) times[route].push_back(ns);
+            }
+        double med[kRoutes];
+        for (int k = 0; k < kRoutes; ++k) med[k] = Median(times[k]);
+        const double peer = std::min(med[3], med[4]);
+        std::string values = c.note;
+        if (c.line >= 0) {
+            double worstTa = 0.0, worstTi = 0.0;
+            for (int s = 0; s < count; ++s) {
+                const auto& line = mine[static_cast<std::size_t>(s)].lines[static_cast<std::size_t>(c.line)];
+                worstTa = std::max(worstTa, Difference(line, ta[static_cast<std::size_t>(s)][c.peerLine],
+                                                       taBegin[static_cast<std::size_t>(s)], n, c.sign));
+                worstTi = std::max(worstTi, Difference(line, ti[static_cast<std::size_t>(s)][c.peerLine],
+                                                       tiBegin[static_cast<std::size_t>(s)], n, c.sign));
+            }
+            char text[96];
+            std::snprintf(text, sizeof text, "TA-Lib %.1e, Tulip %.1e", worstTa, worstTi);
+            values = text + (values.empty() ? "" : "; " + values);
+        }
+        std::printf("| %s | %.2f | %.2f | %.2f | %.2f | %.2f | %.2f | %s |\n", c.name, med[0], med[1], med[2], med[3],
+                    med[4], med[0] / peer, values.c_str());
+    }
+
+    // Formula panels beside the registry operation's panel.
+    const fenxi::Formula macd("DIF:EMA(CLOSE,12)-EMA(CLOSE,26); DEA:EMA(DIF,9); MACD:(DIF-DEA)*2;"),
+        golden("CROSS(MA(C,5),MA(C,20)) AND V>2*MA(V,5);");
+    std::vector<Outputs> mine;
+    std::vector<std::span<double>> views;
+    for (int s = 0; s < count; ++s) mine.emplace_back(3, n);
+    for (Outputs& o : mine)
+        for (auto v : o.views) views.push_back(v);
+    const std::function<void()> routes[] = {
+        [&] { fenxi::RunMany(macd, bars); },
+        [&] {
+            if (fenxi::ComputeManyInto("MACD", std::vector<int>{12, 26, 9}, bars, views, {1})) std::abort();
+        },
+        [&] { fenxi::RunMany(golden, bars); },
+    };
+    std::vector<double> times[3];
+    for (int r = 0; r < reps + 1; ++r)
+        for (int k = 0; k < 3; ++k) {
+            const int route = (k + r) % 3;
+            const auto t0 = Clock::now();
+            routes[route]();
+            if (r > 0) times[route].push_back(std::chrono::duration<double, std::nano>(Clock::now() - t0).count() / cells);
+        }
+    const double f = Median(times[0]), op = Median(times[1]), g = Median(times[2]);
+    std::printf("\n| formula panel | ns per security-bar | the MACD panel | ratio |\n|---|---|---|---|\n");
+    std::printf("| MACD formula | %.2f | %.2f | %.2f |\n", f, op, f / op);
+    std::printf("| golden-cross screen (whole lines) | %.2f | %.2f | %.2f |\n", g, op, g / op);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     TA_Initialize();
+    if (argc > 1 && std::string(argv[1]) == "--panel") {
+        const int count = argc > 2 ? std::atoi(argv[2]) : 5000, n = argc > 3 ? std::atoi(argv[3]) : 2500;
+        Panel(count, n, count * static_cast<long>(n) > 2000000 ? 5 : 15);
+        TA_Shutdown();
+        return 0;
+    }
     std::vector<int> sizes;
     for (int k = 1; k < argc; ++k) sizes.push_back(std::atoi(argv[k]));
     if (sizes.empty()) sizes = {36500, 1000000};

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "fenxi/formula.h"
+#include "fenxi/panel.h"
 
 namespace py = pybind11;
 
@@ -69,6 +70,31 @@ struct PyFormula {
             values.append(py::array_t<double>(static_cast<py::ssize_t>(l.values.size()), l.values.data()));
         }
         return py::make_tuple(names, values);
+    }
+    // Run over many securities on `threads` threads: a list of (names,
+    // arrays), or an error tuple.
+    py::object RunMany(const std::vector<const fenxi::Bars*>& securities, const py::dict& params, int threads) const {
+        const fenxi::FormulaArgs args = Args(params);
+        std::vector<fenxi::Bars> bars;
+        bars.reserve(securities.size());
+        for (const fenxi::Bars* b : securities) bars.push_back(*b);
+        std::vector<fenxi::FormulaResult> many;
+        {
+            py::gil_scoped_release free;
+            many = fenxi::RunMany(F(), bars, args, {threads});
+        }
+        py::list out;
+        for (fenxi::FormulaResult& r : many) {
+            if (r.formulaError) return ErrorOf(r.formulaError, "formula");
+            if (r.error) throw py::value_error(r.error.message);
+            py::list names, values;
+            for (fenxi::FormulaLine& l : r.lines) {
+                names.append(l.name);
+                values.append(py::array_t<double>(static_cast<py::ssize_t>(l.values.size()), l.values.data()));
+            }
+            out.append(py::make_tuple(names, values));
+        }
+        return out;
     }
     // (last values, passes) or an error tuple: a screen's view of the bars.
     py::object Last(const fenxi::Bars& bars, const py::dict& params) const {
@@ -161,6 +187,7 @@ void BindFormulas(py::module_& m) {
         .def_property_readonly("description", [](const PyFormula& f) { return f.F().description(); })
         .def("run", &PyFormula::Run, py::arg("bars"), py::arg("params"))
         .def("last", &PyFormula::Last, py::arg("bars"), py::arg("params"))
+        .def("run_many", &PyFormula::RunMany, py::arg("securities"), py::arg("params"), py::arg("threads"))
         .def("stream", [](const PyFormula& f, int unit, const py::dict& params) { return PyFormulaStream(f, unit, params); },
              py::arg("unit"), py::arg("params"));
     py::class_<PyFormulaStream>(m, "FormulaStream")

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "bars_csv.h"
+#include "fenxi/panel.h"
 #include "fenxi/series.h"
 #include "fenxi/signals.h"
 
@@ -67,7 +68,7 @@ std::tuple<fenxi::Bars, std::string, int> ReadFile(const std::string& path, int 
     }
 }
 
-std::vector<int> Params(const py::args& args) {
+std::vector<int> Params(const py::tuple& args) {
     std::vector<int> out;
     for (const auto& a : args) out.push_back(a.cast<int>());
     return out;
@@ -84,6 +85,29 @@ py::tuple Compute(const std::string& name, const fenxi::Bars& bars, const py::ar
     py::list values;
     for (auto& v : lines.values) values.append(Owned(std::move(v)));
     return py::make_tuple(lines.names, values);
+}
+
+// Every security's (names, values), one operation over many Bars: in
+// vector lanes where the operation has them, on `threads` threads.
+py::list ComputeMany(const std::string& name, const std::vector<const fenxi::Bars*>& securities, const py::tuple& args,
+                     int threads) {
+    const std::vector<int> params = Params(args);
+    std::vector<fenxi::Bars> bars;
+    bars.reserve(securities.size());
+    for (const fenxi::Bars* b : securities) bars.push_back(*b);
+    std::vector<fenxi::Lines> many;
+    {
+        py::gil_scoped_release free;
+        many = fenxi::ComputeMany(name, params, bars, {threads});
+    }
+    py::list out;
+    for (fenxi::Lines& lines : many) {
+        if (!lines.ok()) Raise(lines.error);
+        py::list values;
+        for (auto& v : lines.values) values.append(Owned(std::move(v)));
+        out.append(py::make_tuple(lines.names, values));
+    }
+    return out;
 }
 
 py::list Operations() {
@@ -300,6 +324,7 @@ PYBIND11_MODULE(_fenxi, m) {
     m.def("operations", &Operations);
     m.def("_time_compute", &TimeCompute);
     m.def("compute", &Compute);
+    m.def("compute_many", &ComputeMany, py::arg("name"), py::arg("securities"), py::arg("params"), py::arg("threads"));
     m.def("signals", &Signals, py::arg("bars"), py::arg("short_system"), py::arg("code"), py::arg("market"),
           py::arg("narrow"), py::arg("limit_rules"), py::arg("drawdown_exit"));
     m.def("tips", &Tips, py::arg("bars"), py::arg("index"), py::arg("code"), py::arg("market"));

@@ -35,9 +35,10 @@ FENXI_API std::vector<Lines> ComputeMany(std::string_view name, std::span<const 
 FENXI_API std::vector<Lines> ComputeMany(std::string_view name, std::span<const int> params,
                                          std::span<const PriceColumns> securities, const PanelOptions& options = {});
 // Into the caller's arrays: lines[s * L + k] is line k of security s (L the
-// operation's line count), holding one value per bar of s. Every security
-// is checked before any is written; the first error is returned. Nothing
-// is allocated per call once a thread has run a panel that wide.
+// operation's line count), holding one value per bar of s. The securities
+// whose bars are refused are left unwritten and the lowest-numbered one's
+// error is returned; the others are computed. Nothing is allocated per
+// call once a thread has run a panel that wide.
 FENXI_API Error ComputeManyInto(std::string_view name, std::span<const int> params, std::span<const Bars> securities,
                                 std::span<const std::span<double>> lines, const PanelOptions& options = {});
 

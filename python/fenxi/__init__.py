@@ -19,12 +19,14 @@ from typing import Any, Iterable, Mapping
 
 import numpy as np
 
-from . import _fenxi
+from . import _fenxi, _panel
 from ._fenxi import Bars
+from ._panel import compute_many
 
 __version__ = _fenxi.__version__
 
-__all__ = ["Bars", "Formula", "FormulaError", "FormulaLibrary", "Stream", "bars", "chart", "compute", "formula",
+__all__ = ["Bars", "Formula", "FormulaError", "FormulaLibrary", "Stream", "bars", "chart", "compute", "compute_many",
+           "formula",
            "formulas", "load_formulas", "operations", "sample", "scan", "screen", "signals", "tactics", "tips"]
 
 # Column names the tool reads, English or Chinese, to the engine's fields.
@@ -96,7 +98,9 @@ def _frame(data: Any, columns: dict, index_like: bool = True):
 
 
 def compute(name: str, data: Any, *params: int, unit: int | None = None):
-    """One registry operation by name (or indicator code) over the bars."""
+    """One registry operation by name (or indicator code) over the bars (a wide frame: every ticker's)."""
+    if _panel.wide_fields(data) is not None:
+        return _panel.compute_many(name, data, *[int(p) for p in params], unit=unit)
     names, values = _fenxi.compute(name, bars(data, unit), *params)
     return _frame(data, dict(zip(names, values)))
 
@@ -262,6 +266,8 @@ class Formula:
         self.description = self._formula.description
 
     def run(self, data: Any, unit: int | None = None, **params):
+        if _panel.wide_fields(data) is not None:
+            return _panel.compute_many(self, data, unit=unit, **params)
         result = self._formula.run(bars(data, unit), params)
         if len(result) == 4:
             raise FormulaError(result)

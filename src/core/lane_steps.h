@@ -47,12 +47,6 @@ inline V Abs(V x) {
     typedef long long M __attribute__((vector_size(sizeof(V))));
     return std::bit_cast<V>(std::bit_cast<M>(x) & (M{} + 0x7fffffffffffffffLL));
 }
-// Lane j of v.
-inline double Lane(double v, int) { return v; }
-template <class V>
-inline double Lane(const V& v, int j) {
-    return v[j];
-}
 // V with every lane x.
 template <class V>
 inline V Splat(double x) {
@@ -108,36 +102,42 @@ struct LaneForm {
     void (*run[4])(const LaneGroup& g);
 };
 
-// L<V> over a group: the bars a block at a time, each block's inputs
-// gathered lane by lane, stepped, divided by each lane's scale and
-// scattered to its security. Lanes whose security has ended (or has no
-// bars) step on zeros and are not written.
+// L<V> over a group, one bar of every lane per iteration: the lanes'
+// inputs gathered, one step, each line divided by its lane's scale and
+// stored to its security. The gathers and stores do not wait on the step's
+// chain, so they run in its shadow. A lane whose security has ended (or
+// has no bars) steps again on its last bar (or a zero bar) and is not
+// written.
 template <template <class> class L, class V>
 inline void RunLaneGroup(const LaneGroup& g) {
     constexpr int w = sizeof(V) / sizeof(double);
-    constexpr int kBlock = 64;
     constexpr int k = L<double>::kInputs;
+    static constexpr UNIKDATA kNone{};
     int most = 0;
     double f[w];
+    const UNIKDATA* bars[w];
+    int last[w];
     for (int j = 0; j < w; ++j) {
+        const bool used = j < g.count && g.n[j] > 0;
         f[j] = j < g.count ? PriceFactor(g.unit[j]) : 1.0;
-        most = j < g.count && g.n[j] > most ? g.n[j] : most;
+        bars[j] = used ? g.bars[j] : &kNone;
+        last[j] = used ? g.n[j] - 1 : 0;
+        most = used && g.n[j] > most ? g.n[j] : most;
     }
     V fv;
     __builtin_memcpy(&fv, f, sizeof fv);
     L<V> state(fv, g.p);
     const L<double> reader(1.0, g.p);
 
-    // Column c of the rows to its line's slot; other columns to a sink.
+    // Column c of the rows to its line's value of this bar; others to a sink.
     struct Out {
         V* slot[kColumns];
-        int base;
-        V& operator()(int c, std::int64_t i) const { return slot[c][i - base]; }
+        V& operator()(int c, std::int64_t) const { return *slot[c]; }
     };
-    alignas(64) V block[kMaxLines + 1][kBlock];
+    alignas(64) V now[kMaxLines + 1];
     Out out;
-    for (int c = 0; c < kColumns; ++c) out.slot[c] = block[kMaxLines];
-    for (int q = 0; q < g.lineCount; ++q) out.slot[g.lineColumn[q]] = block[q];
+    for (int c = 0; c < kColumns; ++c) out.slot[c] = &now[kMaxLines];
+    for (int q = 0; q < g.lineCount; ++q) out.slot[g.lineColumn[q]] = &now[q];
     V scale[kMaxLines];
     for (int q = 0; q < g.lineCount; ++q) {
         double s[w];
@@ -145,30 +145,25 @@ inline void RunLaneGroup(const LaneGroup& g) {
         __builtin_memcpy(&scale[q], s, sizeof(V));
     }
 
-    alignas(64) V in[kBlock][k];
-    for (int from = 0; from < most; from += kBlock) {
-        const int m = most - from < kBlock ? most - from : kBlock;
+    for (int i = 0; i < most; ++i) {
+        alignas(64) double gathered[k * w];
         for (int j = 0; j < w; ++j) {
-            double* lane = reinterpret_cast<double*>(in) + j;
-            const int have = j < g.count ? g.n[j] - from : 0;
-            for (int t = 0; t < m; ++t) {
-                double x[k] = {};
-                if (t < have) reader.In(g.bars[j], from + t, x);
-                for (int e = 0; e < k; ++e) lane[(t * k + e) * w] = x[e];
-            }
+            double x[k];
+            reader.In(bars[j], i < last[j] ? i : last[j], x);
+            for (int e = 0; e < k; ++e) gathered[e * w + j] = x[e];
         }
-        out.base = from;
-        int t = 0;
-        if (from == 0) state.First(in[t++], out);
-        for (; t < m; ++t) state.Next(in[t], from + t, out);
-        for (int q = 0; q < g.lineCount; ++q)
-            for (int t2 = 0; t2 < m; ++t2) block[q][t2] = block[q][t2] / scale[q];
-        for (int j = 0; j < g.count; ++j) {
-            const int have = g.n[j] - from < m ? g.n[j] - from : m;
-            for (int q = 0; q < g.lineCount; ++q) {
-                double* to = g.lines[j][q] + from;
-                for (int t2 = 0; t2 < have; ++t2) to[t2] = lanes::Lane(block[q][t2], j);
-            }
+        V in[k];
+        __builtin_memcpy(in, gathered, sizeof in);
+        if (i == 0)
+            state.First(in, out);
+        else
+            state.Next(in, i, out);
+        for (int q = 0; q < g.lineCount; ++q) {
+            alignas(64) double v[w];
+            const V quotient = now[q] / scale[q];
+            __builtin_memcpy(v, &quotient, sizeof v);
+            for (int j = 0; j < g.count; ++j)
+                if (i < g.n[j]) g.lines[j][q][i] = v[j];
         }
     }
 }

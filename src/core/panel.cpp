@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <mutex>
 #include <numeric>
 #include <thread>
 
@@ -67,11 +68,26 @@ Error Named(Error e, std::size_t security) {
     return e;
 }
 
+// The error of the lowest-numbered security that failed, kept across threads.
+// With `each`, every security's error in its place.
+struct FirstError {
+    std::mutex lock;
+    Error error;
+    std::vector<Error>* each = nullptr;
+    void Offer(Error e, std::size_t security) {
+        e = Named(std::move(e), security);
+        std::lock_guard<std::mutex> hold(lock);
+        if (each != nullptr) (*each)[security] = e;
+        if (!error || static_cast<int>(security) < error.security) error = std::move(e);
+    }
+};
+
 // Each security's lines through the lane form: securities ordered by
-// length so that a group's lanes end close together, then NaN outside
+// length so that a group's lanes end close together, each group's bars
+// checked just before it runs (they are then in cache), then NaN outside
 // each line's valid bars.
 void LaneRun(const OperationSpec& op, const std::int32_t* p, std::span<const Bars> securities,
-             std::span<const std::span<double>> lines, int threads) {
+             std::span<const std::span<double>> lines, int threads, FirstError& failed) {
     const detail::LaneForm& form = *op.kernel->lanes;
     const int route = RouteOf(form, PanelLanes());
     const int width = 1 << route;
@@ -91,9 +107,14 @@ void LaneRun(const OperationSpec& op, const std::int32_t* p, std::span<const Bar
         g.lineCount = lineCount;
         g.p = p;
         for (int q = 0; q < lineCount; ++q) g.lineColumn[q] = op.lines[q].column;
-        for (int j = 0; j < width && group * width + j < count; ++j) {
-            const int s = order[static_cast<std::size_t>(group * width + j)];
+        for (int at = group * width; at < std::min(count, group * width + width); ++at) {
+            const int s = order[static_cast<std::size_t>(at)];
             const Bars& b = securities[static_cast<std::size_t>(s)];
+            if (Error e = CheckBars(b)) {
+                failed.Offer(std::move(e), static_cast<std::size_t>(s));
+                continue;
+            }
+            const int j = g.count;
             g.bars[j] = b.bars.data();
             g.n[j] = static_cast<int>(b.bars.size());
             g.unit[j] = b.unit;
@@ -103,7 +124,7 @@ void LaneRun(const OperationSpec& op, const std::int32_t* p, std::span<const Bar
             }
             g.count = j + 1;
         }
-        form.run[route](g);
+        if (g.count > 0) form.run[route](g);
         const double nan = std::numeric_limits<double>::quiet_NaN();
         for (int j = 0; j < g.count; ++j)
             for (int q = 0; q < lineCount; ++q) {
@@ -124,8 +145,10 @@ int PanelLanes() {
 
 void detail::ForcePanelLanes(int width) { forced.store(width, std::memory_order_relaxed); }
 
-Error ComputeManyInto(std::string_view name, std::span<const int> given, std::span<const Bars> securities,
-                      std::span<const std::span<double>> lines, const PanelOptions& options) {
+namespace {
+
+Error Panel(std::string_view name, std::span<const int> given, std::span<const Bars> securities,
+            std::span<const std::span<double>> lines, const PanelOptions& options, std::vector<Error>* each) {
     const OperationSpec* op = FindOperation(name);
     if (op == nullptr) return Error{Errc::UnknownOperation, -1, "unknown operation '" + std::string(name) + "'"};
     std::int32_t p[kMaxParams];
@@ -138,7 +161,6 @@ Error ComputeManyInto(std::string_view name, std::span<const int> given, std::sp
                      std::to_string(securities.size()) + " securities of " + std::to_string(L) + " lines need " +
                          std::to_string(securities.size() * L) + " arrays, " + std::to_string(lines.size()) + " given"};
     for (std::size_t s = 0; s < securities.size(); ++s) {
-        if (Error e = CheckBars(securities[s])) return Named(std::move(e), s);
         for (std::size_t k = 0; k < L; ++k)
             if (lines[s * L + k].size() != securities[s].bars.size())
                 return Named(Error{Errc::LengthMismatch, -1,
@@ -147,59 +169,48 @@ Error ComputeManyInto(std::string_view name, std::span<const int> given, std::sp
                                        std::to_string(securities[s].bars.size())},
                              s);
     }
+    FirstError failed;
+    failed.each = each;
     if (op->kernel->lanes != nullptr && PanelLanes() > 1) {
-        LaneRun(*op, p, securities, lines, options.threads);
-        return {};
+        LaneRun(*op, p, securities, lines, options.threads, failed);
+        return std::move(failed.error);
     }
     Spread(static_cast<int>(securities.size()), options.threads, [&](int s) {
         const std::size_t at = static_cast<std::size_t>(s) * L;
-        // Checked above: nothing here can fail.
-        (void)ComputeInto(op->name, given, securities[static_cast<std::size_t>(s)], lines.subspan(at, L));
+        if (Error e = ComputeInto(op->name, given, securities[static_cast<std::size_t>(s)], lines.subspan(at, L)))
+            failed.Offer(std::move(e), static_cast<std::size_t>(s));
     });
-    return {};
+    return std::move(failed.error);
+}
+
+}  // namespace
+
+Error ComputeManyInto(std::string_view name, std::span<const int> given, std::span<const Bars> securities,
+                      std::span<const std::span<double>> lines, const PanelOptions& options) {
+    return Panel(name, given, securities, lines, options, nullptr);
 }
 
 std::vector<Lines> ComputeMany(std::string_view name, std::span<const int> given, std::span<const Bars> securities,
                                const PanelOptions& options) {
     std::vector<Lines> out(securities.size());
     const OperationSpec* op = FindOperation(name);
-    std::int32_t p[kMaxParams];
-    Error refused = op == nullptr ? Error{Errc::UnknownOperation, -1, "unknown operation '" + std::string(name) + "'"}
-                                  : ResolveParams(*op, given, p);
-    if (!refused && options.threads < 0)
-        refused = Error{Errc::ParameterRange, -1, "threads=" + std::to_string(options.threads) + " is negative"};
-    if (refused) {
-        for (Lines& l : out) l.error = refused;
-        return out;
-    }
-    // The securities whose bars pass, computed together; the others keep
-    // their error.
-    std::vector<Bars> kept;
-    std::vector<std::size_t> at;
     std::vector<std::span<double>> views;
-    bool all = true;
+    const std::size_t L = op != nullptr ? static_cast<std::size_t>(op->lineCount) : 0;
     for (std::size_t s = 0; s < securities.size(); ++s) {
         out[s].unit = securities[s].unit;
-        if (Error e = CheckBars(securities[s])) {
-            out[s].error = Named(std::move(e), s);
-            all = false;
-        }
-    }
-    if (!all)
-        for (std::size_t s = 0; s < securities.size(); ++s)
-            if (!out[s].error) kept.push_back(securities[s]), at.push_back(s);
-    const std::size_t L = static_cast<std::size_t>(op->lineCount);
-    for (std::size_t s = 0; s < securities.size(); ++s) {
-        if (out[s].error) continue;
         out[s].values.assign(L, std::vector<double>(securities[s].bars.size()));
-        for (std::size_t k = 0; k < L; ++k) {
-            out[s].names.emplace_back(op->lines[k].name);
-            views.emplace_back(out[s].values[k]);
-        }
+        for (std::size_t k = 0; k < L; ++k) views.emplace_back(out[s].values[k]);
     }
-    const Error e = ComputeManyInto(name, given, all ? securities : std::span<const Bars>(kept), views, options);
-    if (e)  // bars were checked; only a fault of this function could get here
-        for (Lines& l : out) l.error = e;
+    std::vector<Error> each(securities.size());
+    const Error e = Panel(name, given, securities, views, options, &each);
+    for (std::size_t s = 0; s < securities.size(); ++s) {
+        if (each[s] || (e && e.security < 0)) {
+            out[s].error = each[s] ? std::move(each[s]) : e;
+            out[s].values.clear();
+            continue;
+        }
+        for (std::size_t k = 0; k < L; ++k) out[s].names.emplace_back(op->lines[k].name);
+    }
     return out;
 }
 
