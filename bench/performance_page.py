@@ -82,7 +82,8 @@ emit("")
 emit("Regenerate with `bash scripts/performance.sh` (`--quick`: one repetition and small sizes, which checks the "
      "whole chain in a few minutes). The outputs the page was written from are kept in `build/perf/results/`.")
 emit("")
-sections = ["Targets", "The suite", "Formulas", "fenxi beside TA-Lib and Tulip Indicators", "A screen",
+sections = ["Targets", "The suite", "Formulas", "fenxi beside TA-Lib and Tulip Indicators", "Panels beside the peers",
+            "A screen",
             "A scan", "Python overhead", "Peak memory", "How long each step took"]
 for s in sections:
     emit("- [%s](#%s)" % (s, re.sub(r"[^a-z0-9 -]", "", s.lower()).replace(" ", "-")))
@@ -93,6 +94,7 @@ suite = json.loads(read("suite.json") or '{"benchmarks": []}')
 formulas = json.loads(read("formulas.json") or '{"benchmarks": []}')
 suite_median = report.medians(suite)
 peers_text = read("peers.md") or ""
+panel_text = read("panel.md") or ""
 peak_text = read("peak_memory.txt") or ""
 python_text = read("python.md") or ""
 
@@ -253,6 +255,25 @@ emit("- The bare EMA division chain is fenxi's EMA arithmetic `((p-1)*prev + 2x)
 emit("- The formula table runs each formula and the route it is set beside, interleaved.")
 emit("")
 emit(peers_text.strip())
+emit("")
+
+# --- panel ------------------------------------------------------------------
+emit("## Panels beside the peers")
+emit("")
+emit("Command (the same build as the peers' table):")
+emit("")
+emit(code(command("panel")))
+emit("")
+emit("- A market of securities made from the daily sample, each a window of the extended series starting at its own "
+     "bar with its prices shifted by its own amount. fenxi's panel call (`ComputeManyInto`, one thread, then two) "
+     "runs the whole market; fenxi's columnar call and the peers run once per security. Every route writes every "
+     "security's lines into arrays of its own. Figures are ns per security-bar, median of the interleaved "
+     "repetitions; \"panel / peer\" divides fenxi's one-thread panel by the faster peer.")
+emit("- EMA, SMA, MACD, RSI and KDJ run one security per vector lane (the lane count is in the table's heading); the "
+     "other operations run one security after another.")
+emit("- The formula rows run `RunMany` (one security after another) beside the MACD operation's panel.")
+emit("")
+emit(panel_text.strip())
 emit("")
 
 # --- screen -----------------------------------------------------------------

@@ -35,6 +35,18 @@ py::list ParamList(std::span<const fenxi::FormulaParam> params) {
     return out;
 }
 
+// (names, arrays) of a run, an error tuple for a refused parameter; bad bars raise.
+py::object Lines(const fenxi::FormulaResult& r) {
+    if (r.formulaError) return ErrorOf(r.formulaError, "formula");
+    if (r.error) throw py::value_error(r.error.message);
+    py::list names, values;
+    for (const fenxi::FormulaLine& l : r.lines) {
+        names.append(l.name);
+        values.append(py::array_t<double>(static_cast<py::ssize_t>(l.values.size()), l.values.data()));
+    }
+    return py::make_tuple(names, values);
+}
+
 // A compiled formula: owned, or an entry of a library kept alive beside it.
 struct PyFormula {
     std::shared_ptr<const fenxi::FormulaLibrary> library;
@@ -62,14 +74,7 @@ struct PyFormula {
             py::gil_scoped_release free;
             r = F().Run(bars, args);
         }
-        if (r.formulaError) return ErrorOf(r.formulaError, "formula");
-        if (r.error) throw py::value_error(r.error.message);
-        py::list names, values;
-        for (fenxi::FormulaLine& l : r.lines) {
-            names.append(l.name);
-            values.append(py::array_t<double>(static_cast<py::ssize_t>(l.values.size()), l.values.data()));
-        }
-        return py::make_tuple(names, values);
+        return Lines(r);
     }
     // Run over many securities on `threads` threads: a list of (names,
     // arrays), or an error tuple.
@@ -84,15 +89,9 @@ struct PyFormula {
             many = fenxi::RunMany(F(), bars, args, {threads});
         }
         py::list out;
-        for (fenxi::FormulaResult& r : many) {
+        for (const fenxi::FormulaResult& r : many) {
             if (r.formulaError) return ErrorOf(r.formulaError, "formula");
-            if (r.error) throw py::value_error(r.error.message);
-            py::list names, values;
-            for (fenxi::FormulaLine& l : r.lines) {
-                names.append(l.name);
-                values.append(py::array_t<double>(static_cast<py::ssize_t>(l.values.size()), l.values.data()));
-            }
-            out.append(py::make_tuple(names, values));
+            out.append(Lines(r));
         }
         return out;
     }

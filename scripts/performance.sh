@@ -59,10 +59,10 @@ compiler=$(sed -n 's/^CMAKE_CXX_COMPILER:FILEPATH=//p' $build/CMakeCache.txt)
 } >$results/machine.txt
 
 if [ $quick = 1 ]; then
-  reps=1 min_time=0.05 size=10000 securities=200 py_args="1 36500"
+  reps=1 min_time=0.05 size=10000 panel_size="200 2500" securities=200 py_args="1 36500"
   suite_filter='^((Floor|Generate|Update|Columnar|Stream|KLINE|MountAdvSys|Tactics|Tip|ComputeDKDataForC).*/36500|Window/.*)$'
 else
-  reps=7 min_time=0.5 size="" securities=5000 py_args=""
+  reps=7 min_time=0.5 size="" panel_size="" securities=5000 py_args=""
   suite_filter='^(Floor|Generate|Update|Columnar|Stream|KLINE|MountAdvSys|Tactics|Tip|ComputeDKDataForC|Window)'
 fi
 # Each command's arguments, one a line, for the page to quote; then the run.
@@ -85,6 +85,8 @@ run formulas $build/bench/fenxi_bench '--benchmark_filter=^(Formula|BuiltinMacdC
   --benchmark_out=$results/formulas.json >$results/formulas.log
 # shellcheck disable=SC2086  # $size is empty or one count
 run peers $peers/bench/fenxi_peers_bench $size >$results/peers.md
+# shellcheck disable=SC2086
+run panel $peers/bench/fenxi_peers_bench --panel $panel_size >$results/panel.md
 run screen env FENXI_BUILD_DIR=$build bash bench/screen.sh SCR_MA_GOLDEN $securities >$results/screen.md
 run scan bash bench/scan.sh $build/cli/fenxi $securities >$results/scan.txt
 # shellcheck disable=SC2086

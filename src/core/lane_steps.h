@@ -102,12 +102,11 @@ struct LaneForm {
     void (*run[4])(const LaneGroup& g);
 };
 
-// L<V> over a group, one bar of every lane per iteration: the lanes'
-// inputs gathered, one step, each line divided by its lane's scale and
-// stored to its security. The gathers and stores do not wait on the step's
-// chain, so they run in its shadow. A lane whose security has ended (or
-// has no bars) steps again on its last bar (or a zero bar) and is not
-// written.
+// L<V> over a group a block of bars at a time: per bar, the lanes' inputs
+// gathered (beside the step's chain, which they do not wait on), one step,
+// each line divided by its lane's scale; per block, each security's lines
+// stored. A lane whose security has ended (or has no bars) steps again on
+// its last bar (or a zero bar) and is not written.
 template <template <class> class L, class V>
 inline void RunLaneGroup(const LaneGroup& g) {
     constexpr int w = sizeof(V) / sizeof(double);
@@ -129,15 +128,17 @@ inline void RunLaneGroup(const LaneGroup& g) {
     L<V> state(fv, g.p);
     const L<double> reader(1.0, g.p);
 
-    // Column c of the rows to its line's value of this bar; others to a sink.
+    // Column c of the rows to its line's slot in the block; others to a sink.
+    constexpr int kBlock = 32;
     struct Out {
         V* slot[kColumns];
-        V& operator()(int c, std::int64_t) const { return *slot[c]; }
+        int base;
+        V& operator()(int c, std::int64_t i) const { return slot[c][i - base]; }
     };
-    alignas(64) V now[kMaxLines + 1];
+    alignas(64) V block[kMaxLines + 1][kBlock];
     Out out;
-    for (int c = 0; c < kColumns; ++c) out.slot[c] = &now[kMaxLines];
-    for (int q = 0; q < g.lineCount; ++q) out.slot[g.lineColumn[q]] = &now[q];
+    for (int c = 0; c < kColumns; ++c) out.slot[c] = block[kMaxLines];
+    for (int q = 0; q < g.lineCount; ++q) out.slot[g.lineColumn[q]] = block[q];
     V scale[kMaxLines];
     for (int q = 0; q < g.lineCount; ++q) {
         double s[w];
@@ -145,25 +146,34 @@ inline void RunLaneGroup(const LaneGroup& g) {
         __builtin_memcpy(&scale[q], s, sizeof(V));
     }
 
-    for (int i = 0; i < most; ++i) {
-        alignas(64) double gathered[k * w];
-        for (int j = 0; j < w; ++j) {
-            double x[k];
-            reader.In(bars[j], i < last[j] ? i : last[j], x);
-            for (int e = 0; e < k; ++e) gathered[e * w + j] = x[e];
+    for (int from = 0; from < most; from += kBlock) {
+        const int m = most - from < kBlock ? most - from : kBlock;
+        out.base = from;
+        for (int t = 0; t < m; ++t) {
+            const int i = from + t;
+            alignas(64) double gathered[k * w];
+            for (int j = 0; j < w; ++j) {
+                double x[k];
+                reader.In(bars[j], i < last[j] ? i : last[j], x);
+                for (int e = 0; e < k; ++e) gathered[e * w + j] = x[e];
+            }
+            V in[k];
+            __builtin_memcpy(in, gathered, sizeof in);
+            if (i == 0)
+                state.First(in, out);
+            else
+                state.Next(in, i, out);
+            for (int q = 0; q < g.lineCount; ++q) block[q][t] = block[q][t] / scale[q];
         }
-        V in[k];
-        __builtin_memcpy(in, gathered, sizeof in);
-        if (i == 0)
-            state.First(in, out);
-        else
-            state.Next(in, i, out);
-        for (int q = 0; q < g.lineCount; ++q) {
-            alignas(64) double v[w];
-            const V quotient = now[q] / scale[q];
-            __builtin_memcpy(v, &quotient, sizeof v);
-            for (int j = 0; j < g.count; ++j)
-                if (i < g.n[j]) g.lines[j][q][i] = v[j];
+        // Each security's lines written in runs: a few streams at a time
+        // keep the stores from waiting on one another's lines.
+        for (int j = 0; j < g.count; ++j) {
+            const int have = g.n[j] - from < m ? g.n[j] - from : m;
+            for (int q = 0; q < g.lineCount; ++q) {
+                const double* lane = reinterpret_cast<const double*>(block[q]) + j;
+                double* to = g.lines[j][q] + from;
+                for (int t = 0; t < have; ++t) to[t] = lane[t * w];
+            }
         }
     }
 }

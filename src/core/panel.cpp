@@ -214,16 +214,32 @@ std::vector<Lines> ComputeMany(std::string_view name, std::span<const int> given
     return out;
 }
 
-std::vector<Lines> ComputeMany(std::string_view name, std::span<const int> params,
-                               std::span<const PriceColumns> securities, const PanelOptions& options) {
+namespace {
+
+// Each security's bars at its own unit, then `run` over them; a security
+// whose columns are refused gets its error in place of a result.
+template <class Result, class Run>
+std::vector<Result> FromColumns(std::span<const PriceColumns> securities, Run run) {
     std::vector<Bars> bars(securities.size());
     std::vector<Error> refused(securities.size());
     for (std::size_t s = 0; s < securities.size(); ++s)
         if (Error e = MakeBars(securities[s], bars[s])) refused[s] = Named(std::move(e), s), bars[s] = Bars{};
-    std::vector<Lines> out = ComputeMany(name, params, bars, options);
+    std::vector<Result> out = run(std::span<const Bars>(bars));
     for (std::size_t s = 0; s < securities.size(); ++s)
-        if (refused[s] && !out[s].error) out[s] = Lines{{}, {}, 0, refused[s]};
+        if (refused[s]) {
+            out[s] = Result{};
+            out[s].error = std::move(refused[s]);
+        }
     return out;
+}
+
+}  // namespace
+
+std::vector<Lines> ComputeMany(std::string_view name, std::span<const int> params,
+                               std::span<const PriceColumns> securities, const PanelOptions& options) {
+    return FromColumns<Lines>(securities, [&](std::span<const Bars> bars) {
+        return ComputeMany(name, params, bars, options);
+    });
 }
 
 std::vector<FormulaResult> RunMany(const Formula& formula, std::span<const Bars> securities, const FormulaArgs& args,
@@ -244,17 +260,9 @@ std::vector<FormulaResult> RunMany(const Formula& formula, std::span<const Bars>
 
 std::vector<FormulaResult> RunMany(const Formula& formula, std::span<const PriceColumns> securities,
                                    const FormulaArgs& args, const PanelOptions& options) {
-    std::vector<Bars> bars(securities.size());
-    std::vector<Error> refused(securities.size());
-    for (std::size_t s = 0; s < securities.size(); ++s)
-        if (Error e = MakeBars(securities[s], bars[s])) refused[s] = Named(std::move(e), s), bars[s] = Bars{};
-    std::vector<FormulaResult> out = RunMany(formula, bars, args, options);
-    for (std::size_t s = 0; s < securities.size(); ++s)
-        if (refused[s]) {
-            out[s] = FormulaResult{};
-            out[s].error = refused[s];
-        }
-    return out;
+    return FromColumns<FormulaResult>(securities, [&](std::span<const Bars> bars) {
+        return RunMany(formula, bars, args, options);
+    });
 }
 
 }  // namespace fenxi
