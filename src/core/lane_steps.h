@@ -3,12 +3,21 @@
 //
 // A lane step type L<V> holds an operation's running state in V and takes
 //   L(V f, const std::int32_t* p)       f = PriceFactor(unit), per lane
-//   void In(const UNIKDATA* b, int i, double* in) const
-//                                       bar i's kInputs inputs, exact
-//                                       (integer work stays per security)
+//   void In(const UNIKDATA* b, int i, double f, double* in) const
+//                                       bar i's kInputs inputs (work that
+//                                       is per security, such as integer
+//                                       differences and extremes)
+//   static void Prepare(b, n, p, f, double* in)    optional: every bar's
+//                                       inputs at once (bar-major), as In
+//                                       gives them, by a whole-column route
 //   void First(const V* in, const Out& o)          bar 0
 //   void Next(const V* in, int i, const Out& o)    bar i > 0
 //   static std::int64_t History(const std::int32_t*), kAhead[], kInputs
+//                                       History: the bars before i that In
+//                                       reads, and at least the largest bar
+//                                       number a step compares i with (a
+//                                       stream numbers its bars afresh when
+//                                       it slides, never below History)
 // Its steps use only +, -, *, /, comparisons, Select and Abs: correctly
 // rounded or exact in every lane width, so each lane gives the scalar
 // code's bits. Steps write their columns through o(c, i) and never read
@@ -19,6 +28,8 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 #include "core/kernel.h"
 #include "core/stepped.h"
@@ -67,15 +78,16 @@ struct LaneSteps : L<double> {
     using Base = L<double>;
     static constexpr auto& kAhead = Base::kAhead;
     static std::int64_t History(const std::int32_t* p) { return Base::History(p); }
-    LaneSteps(int unit, const std::int32_t* p) : Base(PriceFactor(unit), p) {}
+    double factor;
+    LaneSteps(int unit, const std::int32_t* p) : Base(PriceFactor(unit), p), factor(PriceFactor(unit)) {}
     void First(const UNIKDATA* b, const LineOut& o) {
         double in[Base::kInputs];
-        Base::In(b, 0, in);
+        Base::In(b, 0, factor, in);
         Base::First(in, o);
     }
     void Next(const UNIKDATA* b, int i, const LineOut& o) {
         double in[Base::kInputs];
-        Base::In(b, i, in);
+        Base::In(b, i, factor, in);
         Base::Next(in, i, o);
     }
 };
@@ -102,6 +114,15 @@ struct LaneForm {
     void (*run[4])(const LaneGroup& g);
 };
 
+// Input e of every lane as one V, built in registers.
+template <class V, int w, int k, int... j>
+inline V Gather(const double (&x)[w][k], int e, std::integer_sequence<int, j...>) {
+    if constexpr (w == 1)
+        return x[0][e];
+    else
+        return V{x[j][e]...};
+}
+
 // L<V> over a group a block of bars at a time: per bar, the lanes' inputs
 // gathered (beside the step's chain, which they do not wait on), one step,
 // each line divided by its lane's scale; per block, each security's lines
@@ -127,6 +148,25 @@ inline void RunLaneGroup(const LaneGroup& g) {
     __builtin_memcpy(&fv, f, sizeof fv);
     L<V> state(fv, g.p);
     const L<double> reader(1.0, g.p);
+    // A step type whose inputs have a whole-column route of their own
+    // (Prepare, with In's bits) takes them from each security's column.
+    constexpr bool prepared = requires(const UNIKDATA* b, double* c) { L<double>::Prepare(b, 0, g.p, 1.0, c); };
+    thread_local std::vector<double> columns;
+    const double* column[w] = {};
+    if constexpr (prepared) {
+        static constexpr double kZero[k] = {};
+        std::size_t at[w], total = 0;
+        for (int j = 0; j < w; ++j) {
+            at[j] = total;
+            total += static_cast<std::size_t>(last[j] + 1) * k;
+        }
+        if (columns.size() < total) columns.resize(total);
+        for (int j = 0; j < w; ++j) {
+            const bool used = j < g.count && g.n[j] > 0;
+            if (used) L<double>::Prepare(bars[j], g.n[j], g.p, f[j], columns.data() + at[j]);
+            column[j] = used ? columns.data() + at[j] : kZero;
+        }
+    }
 
     // Column c of the rows to its line's slot in the block; others to a sink.
     constexpr int kBlock = 32;
@@ -151,14 +191,17 @@ inline void RunLaneGroup(const LaneGroup& g) {
         out.base = from;
         for (int t = 0; t < m; ++t) {
             const int i = from + t;
-            alignas(64) double gathered[k * w];
+            double x[w][k];
+#pragma GCC unroll 8
             for (int j = 0; j < w; ++j) {
-                double x[k];
-                reader.In(bars[j], i < last[j] ? i : last[j], x);
-                for (int e = 0; e < k; ++e) gathered[e * w + j] = x[e];
+                const int at = i < last[j] ? i : last[j];
+                if constexpr (prepared)
+                    for (int e = 0; e < k; ++e) x[j][e] = column[j][static_cast<std::size_t>(at) * k + e];
+                else
+                    reader.In(bars[j], at, f[j], x[j]);
             }
             V in[k];
-            __builtin_memcpy(in, gathered, sizeof in);
+            for (int e = 0; e < k; ++e) in[e] = Gather<V>(x, e, std::make_integer_sequence<int, w>{});
             if (i == 0)
                 state.First(in, out);
             else

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "core/registry.h"
+#include "core/lane_steps.h"
 #include "core/stepped.h"
 #include "core/window.h"
 #include "indicators/columns.h"
@@ -397,40 +398,46 @@ void Dmi(const UNIKDATA* b, int unit, int n, const std::int32_t* p, const LineOu
 
 // WilderRow and AdxRow over the whole series, the state in registers: the
 // N-bar sums that seed the smoothings are the same left-to-right sums.
-// WilderRow's running state over the whole series, one bar at a time.
-class Wilder {
+}  // namespace
+
+// WilderRow's running state, one bar at a time, for one security (V =
+// double) or one per vector lane; the branches on the bar are the same for
+// every lane. External linkage: the lane routes instantiate it.
+template <class V>
+class WilderOf {
 public:
-    explicit Wilder(int N) : N_(N), first_(2 * std::int64_t{N} - 1) {}
+    explicit WilderOf(int N) : N_(N), n_(N), keep_(N - 1), first_(2 * std::int64_t{N} - 1) {}
 
     // Bar i with its components x: columns 10-20 of the row form into o.
-    void Step(int i, const double* x, const LineOut& o) {
+    template <class Out>
+    void Step(int i, const V* x, const Out& o) {
         const int N = N_;
         for (int k = 0; k < 3; ++k) {
             if (i > 0 && i <= N) seed_[k] += x[k];  // bars 1 .. N, in order
             if (i < N)
-                smooth_[k] = 0.0;
+                smooth_[k] = V{};
             else if (i == N)
                 smooth_[k] = seed_[k];
             else
-                smooth_[k] = smooth_[k] - smooth_[k] / N + x[k];
+                smooth_[k] = smooth_[k] - smooth_[k] / n_ + x[k];
             o(10 + k, i) = smooth_[k];
             o(14 + k, i) = x[k];
         }
-        pdi = Ratio(100 * smooth_[1], smooth_[0]), mdi = Ratio(100 * smooth_[2], smooth_[0]);
-        const double dx = i < N ? 0.0 : Ratio(100 * std::fabs(pdi - mdi), pdi + mdi);
+        pdi = Ratio(100.0 * smooth_[1], smooth_[0]), mdi = Ratio(100.0 * smooth_[2], smooth_[0]);
+        const V dx = i < N ? V{} : Ratio(100.0 * lanes::Abs(pdi - mdi), pdi + mdi);
         if (i >= N && i <= first_) dxSeed_ += dx;  // bars N .. 2N-1, in order
         if (i < first_)
-            adx = 0.0;
+            adx = V{};
         else if (i == first_)
-            adx = dxSeed_ / N;
+            adx = dxSeed_ / n_;
         else
-            adx = (adx * (N - 1) + dx) / N;
+            adx = (adx * keep_ + dx) / n_;
         if (i < N)
-            atr = 0.0;
+            atr = V{};
         else if (i == N)
-            atr = seed_[0] / N;
+            atr = seed_[0] / n_;
         else
-            atr = (atr * (N - 1) + x[0]) / N;
+            atr = (atr * keep_ + x[0]) / n_;
         o(13, i) = dx;
         o(17, i) = adx;
         o(18, i) = atr;
@@ -438,13 +445,44 @@ public:
         o(20, i) = mdi;
     }
 
-    double pdi = 0.0, mdi = 0.0, adx = 0.0, atr = 0.0;
+    V pdi{}, mdi{}, adx{}, atr{};
 
 private:
+    static V Ratio(V a, V b) { return lanes::Select(b == 0.0, V{}, a / b); }
     int N_;
+    double n_, keep_;
     std::int64_t first_;
-    double smooth_[3] = {0.0, 0.0, 0.0}, seed_[3] = {0.0, 0.0, 0.0}, dxSeed_ = 0.0;
+    V smooth_[3] = {}, seed_[3] = {}, dxSeed_{};
 };
+
+// ADX with +DI and -DI: Wilder's columns, then the lines x100. Its input is
+// bar i's TR, +DM and -DM.
+template <class V>
+struct AdxLanes {
+    WilderOf<V> w;
+    static constexpr int kInputs = 3;
+    static constexpr int kAhead[] = {0, 20};
+    // The steps compare the bar with 2N - 1; a stream's bar numbers start
+    // over when it slides, never below the history.
+    static std::int64_t History(const std::int32_t* p) { return 2 * std::int64_t{p[0]} + 1; }
+    AdxLanes(V, const std::int32_t* p) : w(p[0]) {}
+    void In(const UNIKDATA* b, int i, double f, double* in) const { WilderComponents(b, f, i, in); }
+    template <class Out>
+    void First(const V* in, const Out& o) {
+        Next(in, 0, o);
+    }
+    template <class Out>
+    void Next(const V* in, int i, const Out& o) {
+        w.Step(i, in, o);
+        o(0, i) = w.adx * 100.0;
+        o(1, i) = w.pdi * 100.0;
+        o(2, i) = w.mdi * 100.0;
+    }
+};
+
+namespace {
+
+using Wilder = WilderOf<double>;
 
 constexpr std::uint64_t kWilderColumns = detail::Cols({10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20});
 
@@ -776,8 +814,8 @@ const detail::Kernel MIKE = Classic<MikeRow, 1>(&Mike, Cols({0, 1, 2, 3, 4, 5}))
                      PC = Classic<PcRow, 1>(&Pc, Cols({0, 1, 2})), CHG = Classic<ChgRow, 1>(&Chg, Cols({0, 1})),
                      MAE = Classic<MaeRow, 1>(&Mae, Cols({0, 1, 2, 10}));
 const detail::Kernel DMI = Classic<DmiRow, 2>(&Dmi, Cols({0, 1, 2, 3, 10, 11, 12, 13}));
-const detail::Kernel ADX = Classic<AdxRow, 1>(&Adx, Cols({0, 1, 2}) | kWilderColumns),
-                     CSI = Classic<CsiRow, 1>(&Csi, Cols({0}) | kWilderColumns),
+const detail::Kernel ADX = detail::WithLaneSteps<AdxLanes>(&Adx, Cols({0, 1, 2}) | kWilderColumns);
+const detail::Kernel CSI = Classic<CsiRow, 1>(&Csi, Cols({0}) | kWilderColumns),
                      TRIX = Classic<TrixRow, 2>(&Trix, Cols({0, 1, 10, 11, 12, 13}));
 
 }  // namespace kernels

@@ -27,7 +27,7 @@ struct MacdLanes {
           keep1(Int32Term(std::int64_t{p[0]} - 1)), div1(Int32Term(std::int64_t{p[0]} + 1)),
           keep2(Int32Term(std::int64_t{p[1]} - 1)), div2(Int32Term(std::int64_t{p[1]} + 1)),
           keep3(Int32Term(std::int64_t{p[2]} - 1)), div3(Int32Term(std::int64_t{p[2]} + 1)) {}
-    static void In(const UNIKDATA* b, int i, double* in) { in[0] = b[i].Close; }
+    static void In(const UNIKDATA* b, int i, double, double* in) { in[0] = b[i].Close; }
     template <class Out>
     void Write(const Out& o, int i, V x, V dif) const {
         o(1, i) = x;
@@ -72,7 +72,7 @@ struct RsiLanes {
     RsiLanes(V f, const std::int32_t* p)
         : f(f), keep1(Int32Term(std::int64_t{p[0]} - 1)), keep2(Int32Term(std::int64_t{p[1]} - 1)), q1(p[0]),
           q2(p[1]) {}
-    static void In(const UNIKDATA* b, int i, double* in) {
+    static void In(const UNIKDATA* b, int i, double, double* in) {
         in[0] = i == 0 ? 0.0 : Int32Term(std::int64_t{b[i].Close} - b[i - 1].Close);
     }
     template <class Out>

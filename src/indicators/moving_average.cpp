@@ -121,7 +121,7 @@ struct SmaLanes {
             q[j] = p[j];
         }
     }
-    static void In(const UNIKDATA* b, int i, double* in) { in[0] = b[i].Close; }
+    static void In(const UNIKDATA* b, int i, double, double* in) { in[0] = b[i].Close; }
     template <class Out>
     void First(const V* in, const Out& o) {
         const V x = in[0] * f;
@@ -150,7 +150,7 @@ struct EmaLanes {
     static std::int64_t History(const std::int32_t*) { return 0; }
     EmaLanes(V f, const std::int32_t* p)
         : f(f), keep(Int32Term(std::int64_t{p[0]} - 1)), div(Int32Term(std::int64_t{p[0]} + 1)) {}
-    static void In(const UNIKDATA* b, int i, double* in) { in[0] = b[i].Close; }
+    static void In(const UNIKDATA* b, int i, double, double* in) { in[0] = b[i].Close; }
     template <class Out>
     void First(const V* in, const Out& o) {
         o(0, 0) = o(1, 0) = e = in[0] * f;

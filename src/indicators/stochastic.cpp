@@ -178,7 +178,10 @@ struct KdjLanes {
     KdjLanes(V, const std::int32_t* p)
         : period(p[0]), keep1(Int32Term(std::int64_t{p[1]} - 1)), keep2(Int32Term(std::int64_t{p[2]} - 1)), q1(p[1]),
           q2(p[2]) {}
-    void In(const UNIKDATA* b, int i, double* in) const { in[0] = rsv(b, 0, i + 1, i, period); }
+    void In(const UNIKDATA* b, int i, double, double* in) const { in[0] = rsv(b, 0, i + 1, i, period); }
+    static void Prepare(const UNIKDATA* b, int n, const std::int32_t* p, double, double* in) {
+        RsvValues(b, n, p[0], [&](int i, double v) { in[i] = v; });
+    }
     template <class Out>
     void Write(const Out& o, int i, V v) const {
         o(2, i) = v;
