@@ -419,6 +419,40 @@ void Panel(int count, int n, int reps) {
                     med[4], med[0] / peer, values.c_str());
     }
 
+    // The floors a market sets: each security's closes read from its bar
+    // records (fenxi's input), or from a contiguous double array (the
+    // peers'), and written as one line.
+    {
+        std::vector<Outputs> sink;
+        for (int s = 0; s < count; ++s) sink.emplace_back(1, n);
+        const std::function<void()> floors[] = {
+            [&] {
+                for (int s = 0; s < count; ++s) {
+                    const UNIKDATA* b = bars[static_cast<std::size_t>(s)].bars.data();
+                    double* out = sink[static_cast<std::size_t>(s)][0];
+                    for (int i = 0; i < n; ++i) out[i] = b[i].Close * 100.0;
+                }
+            },
+            [&] {
+                for (int s = 0; s < count; ++s) {
+                    const double* c = market[static_cast<std::size_t>(s)].close.data();
+                    double* out = sink[static_cast<std::size_t>(s)][0];
+                    for (int i = 0; i < n; ++i) out[i] = c[i] * 100.0;
+                }
+            },
+        };
+        std::vector<double> times[2];
+        for (int r = 0; r < reps + 1; ++r)
+            for (int k = 0; k < 2; ++k) {
+                const int route = (k + r) % 2;
+                const auto t0 = Clock::now();
+                floors[route]();
+                if (r > 0) times[route].push_back(std::chrono::duration<double, std::nano>(Clock::now() - t0).count() / cells);
+            }
+        std::printf("\nFloors: the closes read from the bar records and written as one line %.2f ns per security-bar; "
+                    "from contiguous doubles %.2f\n", Median(times[0]), Median(times[1]));
+    }
+
     // Formula panels beside the registry operation's panel.
     const fenxi::Formula macd("DIF:EMA(CLOSE,12)-EMA(CLOSE,26); DEA:EMA(DIF,9); MACD:(DIF-DEA)*2;"),
         golden("CROSS(MA(C,5),MA(C,20)) AND V>2*MA(V,5);");

@@ -39,6 +39,16 @@ void FxCalls(int pick, int param, int scale, const std::vector<UNIKDATA>& bars, 
         columns.count = std::min<int32_t>(n, static_cast<int32_t>(o.size()));
         columns.unit = scale % 3 == 0 ? 0 : scale;
         fx_compute_columns(name, params, paramCount, &columns, lines, capacity, values, &lineCount);
+        // The same bars as a panel: the whole series, its second half and
+        // none, at units from the bytes, the lines laid out by `capacity`.
+        const int half = n > 0 ? n / 2 : 0;
+        const UNIKDATA* panel[3] = {b, b == nullptr ? nullptr : b + half, nullptr};
+        const int32_t counts[3] = {n, n > 0 ? n - half : n, (pick & 2) ? 0 : -1}, units[3] = {scale, 100, scale ^ 1};
+        // One thread: the securities share the buffers.
+        std::vector<double*> grid(static_cast<std::size_t>(3 * std::max(capacity, 1)));
+        for (std::size_t k = 0; k < grid.size(); ++k) grid[k] = lines[k % 8];
+        fx_compute_many(name, params, paramCount, panel, counts, units, 2 + ((pick >> 2) & 1), 1, grid.data(),
+                        capacity, &lineCount);
         return;
     }
     fx_stream* stream = nullptr;

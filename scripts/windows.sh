@@ -19,7 +19,7 @@ export WINEDEBUG=-all WINEPREFIX=${WINEPREFIX:-$PWD/build/wineprefix}
 sample=data/daily_sz002032.csv
 functions=(ComputeDKDataForC ComputeDKDataForCDemo ComputeDKMsgForC ComputeDKMsgForCDemo FreeCharBuffer FreeKLineBars
            FreeLineStruct GenerateSHLDXFXForC GenerateZJLDXFXForC SetDebugOutputHook
-           fx_last_error fx_version fx_operation_count fx_compute_columns fx_stream_append fx_formula_compile
+           fx_last_error fx_version fx_operation_count fx_compute_columns fx_compute_many fx_stream_append fx_formula_compile
            fx_formula_run_bars fx_formula_last_bars fx_library_load_text fx_library_free)
 
 for arch in x86_64 i686; do

@@ -124,6 +124,24 @@ FENXI_API int FENXI_CALL fx_compute_columns(const char *name, const int32_t *par
                                             const fx_columns *columns, double *const *lines, int32_t line_capacity,
                                             int32_t value_capacity, int32_t *line_count);
 
+/* ---- panels: one operation over many securities ----
+ * Security s has bar_counts[s] bars at bars[s] (null allowed when 0) at
+ * unit units[s] > 0. lines[s * line_capacity + k] receives line k of
+ * security s, with room for bar_counts[s] doubles; *line_count receives the
+ * operation's line count, also on FX_ERR_BUFFER. The values equal
+ * fx_compute_bars's for each security; the registry's recurrences run
+ * several securities at once in vector lanes. threads: 1 runs on the
+ * calling thread, 0 one per core, at most 256. At most FX_MAX_SECURITIES
+ * securities and FX_MAX_PANEL_BARS bars in all (the bars are copied). A
+ * security whose bars are refused is left unwritten, the others are
+ * computed, and FX_ERR_BARS names the lowest-numbered one. Any thread. */
+#define FX_MAX_SECURITIES 1000000
+#define FX_MAX_PANEL_BARS 50000000
+FENXI_API int FENXI_CALL fx_compute_many(const char *name, const int32_t *params, int32_t param_count,
+                                         const UNIKDATA *const *bars, const int32_t *bar_counts,
+                                         const int32_t *units, int32_t security_count, int32_t threads,
+                                         double *const *lines, int32_t line_capacity, int32_t *line_count);
+
 /* ---- streams: one operation over a growing series ----
  * Append adds a bar, replace_last replaces the newest (forming) bar (on an
  * empty stream it appends); each writes the last bar's value of every line

@@ -3,6 +3,7 @@
 // runs its body under Guard so that no exception leaves it, and leaves its
 // message in the calling thread's error buffer.
 #include "fenxi/fenxi_api.h"
+#include "fenxi/panel.h"
 
 #include <algorithm>
 #include <cmath>
@@ -466,6 +467,60 @@ FENXI_API int FENXI_CALL fx_compute_columns(const char* name, const int32_t* par
         fenxi::Bars bars;
         if (int s = MakeBarsFrom(columns, bars)) return s;
         return ComputeBars(*op, given, bars, lines, lineCount);
+    });
+}
+
+FENXI_API int FENXI_CALL fx_compute_many(const char* name, const int32_t* params, int32_t paramCount,
+                                         const UNIKDATA* const* bars, const int32_t* barCounts, const int32_t* units,
+                                         int32_t securityCount, int32_t threads, double* const* lines,
+                                         int32_t lineCapacity, int32_t* lineCount) {
+    return Guard([&] {
+        const fenxi::OperationSpec* op = nullptr;
+        std::vector<int> given;
+        if (int s = OperationCall(name, params, paramCount, lineCount, op, given)) return s;
+        if (securityCount < 0 || securityCount > FX_MAX_SECURITIES)
+            return Fail(FX_ERR_RANGE, "security count " + std::to_string(securityCount) + " is outside 0.." +
+                                          std::to_string(FX_MAX_SECURITIES));
+        if (threads < 0 || threads > 256)
+            return Fail(FX_ERR_RANGE, "threads " + std::to_string(threads) + " is outside 0..256");
+        if (lineCapacity < 0) return Fail(FX_ERR_RANGE, "line_capacity is negative");
+        if (lineCapacity < op->lineCount) {
+            *lineCount = op->lineCount;
+            return Fail(FX_ERR_BUFFER, "room for " + std::to_string(lineCapacity) + " lines a security, " +
+                                           std::to_string(op->lineCount) + " needed");
+        }
+        if (securityCount > 0 && (bars == nullptr || barCounts == nullptr || units == nullptr || lines == nullptr))
+            return Null(bars == nullptr ? "bars" : barCounts == nullptr ? "bar_counts" : units == nullptr ? "units" : "lines");
+        std::int64_t total = 0;
+        for (int32_t s = 0; s < securityCount; ++s) {
+            const std::string which = "security " + std::to_string(s) + ": ";
+            if (barCounts[s] < 0 || barCounts[s] > FX_MAX_BARS)
+                return Fail(FX_ERR_RANGE, which + "bar count " + std::to_string(barCounts[s]) + " is outside 0.." +
+                                              std::to_string(FX_MAX_BARS));
+            if (barCounts[s] > 0 && bars[s] == nullptr) return Null((which + "bars").c_str());
+            if (units[s] < 1) return Fail(FX_ERR_RANGE, which + "unit " + std::to_string(units[s]) + " is not positive");
+            total += barCounts[s];
+            for (int k = 0; k < op->lineCount && barCounts[s] > 0; ++k)
+                if (lines[static_cast<std::size_t>(s) * static_cast<std::size_t>(lineCapacity) + static_cast<std::size_t>(k)] == nullptr)
+                    return Null((which + "lines[" + std::to_string(k) + "]").c_str());
+        }
+        if (total > FX_MAX_PANEL_BARS)
+            return Fail(FX_ERR_RANGE, std::to_string(total) + " bars in all, more than " + std::to_string(FX_MAX_PANEL_BARS));
+        std::vector<fenxi::Bars> copies(static_cast<std::size_t>(securityCount));
+        std::vector<std::span<double>> out;
+        out.reserve(static_cast<std::size_t>(securityCount) * static_cast<std::size_t>(op->lineCount));
+        for (int32_t s = 0; s < securityCount; ++s) {
+            const std::size_t n = static_cast<std::size_t>(barCounts[s]);
+            if (n > 0) copies[static_cast<std::size_t>(s)].bars.assign(bars[s], bars[s] + n);
+            copies[static_cast<std::size_t>(s)].unit = units[s];
+            for (int k = 0; k < op->lineCount; ++k) {
+                double* line = lines[static_cast<std::size_t>(s) * static_cast<std::size_t>(lineCapacity) + static_cast<std::size_t>(k)];
+                out.emplace_back(n > 0 ? line : nullptr, n);
+            }
+        }
+        if (fenxi::Error e = fenxi::ComputeManyInto(op->name, given, copies, out, {threads})) return Fail(e);
+        *lineCount = op->lineCount;
+        return Ok();
     });
 }
 

@@ -534,12 +534,49 @@ static void libraries(void) {
     fx_library_free(shipped);
 }
 
+/* A panel of three securities (the bars, their last 100, none) equals one
+ * call per security; a refused security is named and left unwritten. */
+static void panel(void) {
+    const int32_t macd[3] = {12, 26, 9};
+    const UNIKDATA *securities[3] = {bars, bars + N - 100, NULL};
+    const int32_t counts[3] = {N, 100, 0}, units[3] = {100, 1000, 100}, bad_units[3] = {100, 0, 100};
+    static double many[2][L][N];
+    double *out[3 * L] = {many[0][0], many[0][1], many[0][2], many[1][0], many[1][1], many[1][2], NULL, NULL, NULL};
+    double *tail[L] = {store[3][0], store[3][1], store[3][2]};
+    int32_t lines = 0;
+    UNIKDATA keep;
+
+    STATUS(fx_compute_many("MACD", macd, 3, securities, counts, units, 3, 2, out, L, &lines), FX_OK);
+    CHECK(lines == 3);
+    STATUS(fx_compute_bars("MACD", macd, 3, bars, N, 100, batch, L, N, &lines), FX_OK);
+    CHECK(same_lines(batch, out, L, N));
+    STATUS(fx_compute_bars("MACD", macd, 3, bars + N - 100, 100, 1000, tail, L, 100, &lines), FX_OK);
+    CHECK(same_lines(tail, out + L, L, 100));
+
+    lines = 0;
+    STATUS(fx_compute_many("MACD", macd, 3, securities, counts, units, 3, 1, out, 2, &lines), FX_ERR_BUFFER);
+    CHECK(lines == 3);
+    STATUS(fx_compute_many("MACD", macd, 3, securities, counts, bad_units, 3, 1, out, L, &lines), FX_ERR_RANGE);
+    STATUS(fx_compute_many("MACD", macd, 3, securities, counts, units, -1, 1, out, L, &lines), FX_ERR_RANGE);
+    STATUS(fx_compute_many("MACD", macd, 3, securities, counts, units, 3, -1, out, L, &lines), FX_ERR_RANGE);
+    STATUS(fx_compute_many("MACD", macd, 3, NULL, counts, units, 3, 1, out, L, &lines), FX_ERR_NULL);
+    out[4] = NULL;
+    STATUS(fx_compute_many("MACD", macd, 3, securities, counts, units, 3, 1, out, L, &lines), FX_ERR_NULL);
+    out[4] = many[1][1];
+    keep = bars[N - 50];
+    bars[N - 50].High = bars[N - 50].Low - 1;
+    STATUS(fx_compute_many("MACD", macd, 3, securities, counts, units, 3, 1, out, L, &lines), FX_ERR_BARS);
+    CHECK(strstr(fx_last_error(), "security 0") != NULL);
+    bars[N - 50] = keep;
+}
+
 int main(void) {
     const char *version = fx_version();
     make_bars();
     CHECK(version != NULL && version[0] >= '0' && version[0] <= '9' && strchr(version, '.') != NULL);
     registry();
     compute();
+    panel();
     streams();
     formulas();
     libraries();
