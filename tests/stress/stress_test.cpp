@@ -1,5 +1,6 @@
 // Threads: engines of their own, one engine shared through its lock, and
-// concurrent flat C calls. Built also under ThreadSanitizer in CI.
+// concurrent flat C calls, formulas and panels. Built also under
+// ThreadSanitizer in CI.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -10,6 +11,7 @@
 #include "bars.h"
 #include "engine_probe.h"
 #include "fenxi/formula.h"
+#include "fenxi/panel.h"
 
 using FENXIDATA = CAnalysisTechniques::FENXIDATA;
 using PROPERTY = CAnalysisTechniques::FENXIDATA_PROPERTY;
@@ -145,6 +147,33 @@ TEST(Stress, OneFormulaFromManyThreads) {
                 const std::span<const double> last = s.Append(bars[i]);
                 for (std::size_t k = 0; k < want.lines.size(); ++k)
                     mismatches += std::memcmp(&last[k], &want.lines[k].values[i], sizeof(double)) != 0;
+            }
+        });
+    for (auto& t : threads) t.join();
+    EXPECT_EQ(mismatches.load(), 0);
+}
+
+// Panels share their securities among threads, and several panels run at
+// once: every security's lines as one call for it gives them.
+TEST(Stress, PanelsOnThreads) {
+    const auto sample = testbars::Sample();
+    std::vector<fenxi::Bars> market;
+    for (int s = 0; s < 37; ++s)
+        market.push_back(fenxi::Bars{std::vector<UNIKDATA>(sample.begin() + s * 17, sample.begin() + 400 + s * 23), 100});
+    const fenxi::Formula f("DIF:EMA(C,12)-EMA(C,26); DEA:EMA(DIF,9);");
+    std::atomic<int> mismatches{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t)
+        threads.emplace_back([&, t] {
+            const char* op = t % 2 == 0 ? "MACD" : "ADX";
+            const auto many = fenxi::ComputeMany(op, std::vector<int>{}, market, {3});
+            const auto formulas = fenxi::RunMany(f, market, {}, {2});
+            for (std::size_t s = 0; s < market.size(); ++s) {
+                const fenxi::Lines one = fenxi::Compute(op, std::vector<int>{}, market[s]);
+                for (std::size_t k = 0; k < one.values.size(); ++k)
+                    mismatches += std::memcmp(many[s].values[k].data(), one.values[k].data(),
+                                              one.values[k].size() * sizeof(double)) != 0;
+                mismatches += formulas[s].lines.size() != 2;
             }
         });
     for (auto& t : threads) t.join();
