@@ -453,20 +453,32 @@ void Panel(int count, int n, int reps) {
                     "from contiguous doubles %.2f\n", Median(times[0]), Median(times[1]));
     }
 
-    // Formula panels beside the registry operation's panel.
+    // Formula panels beside the registry operation's panel, each into
+    // arrays of its own allocated once.
     const fenxi::Formula macd("DIF:EMA(CLOSE,12)-EMA(CLOSE,26); DEA:EMA(DIF,9); MACD:(DIF-DEA)*2;"),
         golden("CROSS(MA(C,5),MA(C,20)) AND V>2*MA(V,5);");
-    std::vector<Outputs> mine;
-    std::vector<std::span<double>> views;
-    for (int s = 0; s < count; ++s) mine.emplace_back(3, n);
-    for (Outputs& o : mine)
-        for (auto v : o.views) views.push_back(v);
+    std::vector<Outputs> mine, formulaLines, screenLines;
+    std::vector<std::span<double>> views, formulaViews, screenViews;
+    for (int s = 0; s < count; ++s) {
+        mine.emplace_back(3, n);
+        formulaLines.emplace_back(3, n);
+        screenLines.emplace_back(1, n);
+    }
+    for (int s = 0; s < count; ++s) {
+        for (auto v : mine[static_cast<std::size_t>(s)].views) views.push_back(v);
+        for (auto v : formulaLines[static_cast<std::size_t>(s)].views) formulaViews.push_back(v);
+        for (auto v : screenLines[static_cast<std::size_t>(s)].views) screenViews.push_back(v);
+    }
     const std::function<void()> routes[] = {
-        [&] { fenxi::RunMany(macd, bars); },
+        [&] {
+            if (fenxi::RunManyInto(macd, bars, formulaViews)) std::abort();
+        },
         [&] {
             if (fenxi::ComputeManyInto("MACD", std::vector<int>{12, 26, 9}, bars, views, {1})) std::abort();
         },
-        [&] { fenxi::RunMany(golden, bars); },
+        [&] {
+            if (fenxi::RunManyInto(golden, bars, screenViews)) std::abort();
+        },
     };
     std::vector<double> times[3];
     for (int r = 0; r < reps + 1; ++r)

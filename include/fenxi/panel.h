@@ -42,11 +42,28 @@ FENXI_API std::vector<Lines> ComputeMany(std::string_view name, std::span<const 
 FENXI_API Error ComputeManyInto(std::string_view name, std::span<const int> params, std::span<const Bars> securities,
                                 std::span<const std::span<double>> lines, const PanelOptions& options = {});
 
-// A compiled formula over many securities: each result as Run gives it.
+// What a formula panel refused: a parameter (formulaError, as Run gives
+// it) or a security's bars (error, naming the security).
+struct FormulaPanelError {
+    Error error;
+    FormulaError formulaError;
+    explicit operator bool() const { return error || formulaError; }
+};
+
+// A compiled formula over many securities: each result as Run gives it;
+// EMA and SMA recurrences step several securities at once in vector lanes,
+// the other functions run per security.
 FENXI_API std::vector<FormulaResult> RunMany(const Formula& formula, std::span<const Bars> securities,
                                              const FormulaArgs& args = {}, const PanelOptions& options = {});
 FENXI_API std::vector<FormulaResult> RunMany(const Formula& formula, std::span<const PriceColumns> securities,
                                              const FormulaArgs& args = {}, const PanelOptions& options = {});
+// Into the caller's arrays: lines[s * K + k] is output k of security s (K
+// the formula's output count), one value per bar of s. Securities whose
+// bars are refused are left unwritten, the lowest-numbered one's error
+// returned; a refused parameter writes nothing.
+FENXI_API FormulaPanelError RunManyInto(const Formula& formula, std::span<const Bars> securities,
+                                        std::span<const std::span<double>> lines, const FormulaArgs& args = {},
+                                        const PanelOptions& options = {});
 
 // The lane width panels use on this machine: 1, 2, 4 or 8.
 FENXI_API int PanelLanes();

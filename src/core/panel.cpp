@@ -13,6 +13,7 @@
 #include "core/panel_lanes.h"
 #include "core/registry.h"
 #include "fenxi/panel.h"
+#include "formula/many.h"
 
 namespace fenxi {
 namespace {
@@ -25,7 +26,9 @@ int Detected() {
         const bool baseline = asked != nullptr && std::strcmp(asked, "baseline") == 0;
         const bool avx2Only = asked != nullptr && std::strcmp(asked, "avx2") == 0;
 #ifdef FENXI_WIDE_LANES
-        if (!baseline && __builtin_cpu_supports("avx512f") && !avx2Only) return 8;
+        if (!baseline && !avx2Only && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+            __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw"))
+            return 8;
         if (!baseline && __builtin_cpu_supports("avx2")) return 4;
 #else
         (void)baseline, (void)avx2Only;
@@ -242,19 +245,98 @@ std::vector<Lines> ComputeMany(std::string_view name, std::span<const int> param
     });
 }
 
+namespace {
+
+// A formula over securities grouped as operations are, into lines[s * K +
+// k]; with `each`, every security's refusal in its place.
+FormulaPanelError FormulaPanel(const Formula& formula, std::span<const Bars> securities,
+                               std::span<const std::span<double>> lines, const FormulaArgs& args,
+                               const PanelOptions& options, std::vector<FormulaPanelError>* each) {
+    FormulaPanelError refused;
+    if (options.threads < 0) {
+        refused.error = Error{Errc::ParameterRange, -1, "threads=" + std::to_string(options.threads) + " is negative"};
+        return refused;
+    }
+    const std::size_t K = formula.outputs().size();
+    if (lines.size() != securities.size() * K) {
+        refused.error = Error{Errc::LengthMismatch, -1,
+                              std::to_string(securities.size()) + " securities of " + std::to_string(K) +
+                                  " lines need " + std::to_string(securities.size() * K) + " arrays, " +
+                                  std::to_string(lines.size()) + " given"};
+        return refused;
+    }
+    for (std::size_t s = 0; s < securities.size(); ++s)
+        for (std::size_t k = 0; k < K; ++k)
+            if (lines[s * K + k].size() != securities[s].bars.size()) {
+                refused.error = Named(Error{Errc::LengthMismatch, -1,
+                                           "output " + formula.outputs()[k].name + " has room for " +
+                                               std::to_string(lines[s * K + k].size()) + " values, bars " +
+                                               std::to_string(securities[s].bars.size())},
+                                      s);
+                return refused;
+            }
+    const int width = PanelLanes();
+    thread_local std::vector<int> kept;
+    std::vector<int>& order = kept;
+    order.resize(securities.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
+        return securities[static_cast<std::size_t>(a)].bars.size() > securities[static_cast<std::size_t>(b)].bars.size();
+    });
+    const int count = static_cast<int>(securities.size());
+    std::mutex lock;
+    int lowest = count;
+    Spread((count + width - 1) / width, options.threads, [&](int group) {
+        const Bars* members[detail::LaneGroup::kMax];
+        std::vector<double*> into;
+        int at[detail::LaneGroup::kMax], w = 0;
+        for (int k = group * width; k < std::min(count, group * width + width); ++k, ++w) {
+            at[w] = order[static_cast<std::size_t>(k)];
+            members[w] = &securities[static_cast<std::size_t>(at[w])];
+            for (std::size_t q = 0; q < K; ++q) into.push_back(lines[static_cast<std::size_t>(at[w]) * K + q].data());
+        }
+        std::vector<FormulaPanelError> results =
+            formula::RunGroup(formula, std::span<const Bars* const>(members, static_cast<std::size_t>(w)), args, into);
+        for (int j = 0; j < w; ++j) {
+            FormulaPanelError& r = results[static_cast<std::size_t>(j)];
+            if (!r) continue;
+            if (r.error) r.error = Named(std::move(r.error), static_cast<std::size_t>(at[j]));
+            std::lock_guard<std::mutex> hold(lock);
+            if (each != nullptr) (*each)[static_cast<std::size_t>(at[j])] = r;
+            if (at[j] < lowest) lowest = at[j], refused = std::move(r);
+        }
+    });
+    return refused;
+}
+
+}  // namespace
+
+FormulaPanelError RunManyInto(const Formula& formula, std::span<const Bars> securities,
+                              std::span<const std::span<double>> lines, const FormulaArgs& args,
+                              const PanelOptions& options) {
+    return FormulaPanel(formula, securities, lines, args, options, nullptr);
+}
+
 std::vector<FormulaResult> RunMany(const Formula& formula, std::span<const Bars> securities, const FormulaArgs& args,
                                    const PanelOptions& options) {
     std::vector<FormulaResult> out(securities.size());
-    if (options.threads < 0) {
-        for (FormulaResult& r : out)
-            r.error = Error{Errc::ParameterRange, -1, "threads=" + std::to_string(options.threads) + " is negative"};
-        return out;
+    const std::span<const FormulaOutput> outputs = formula.outputs();
+    std::vector<std::span<double>> views;
+    for (std::size_t s = 0; s < securities.size(); ++s) {
+        out[s].unit = securities[s].unit;
+        for (const FormulaOutput& o : outputs) out[s].lines.push_back({o.name, o.attributes, std::vector<double>(securities[s].bars.size())});
+        for (FormulaLine& l : out[s].lines) views.emplace_back(l.values);
     }
-    Spread(static_cast<int>(securities.size()), options.threads, [&](int s) {
-        FormulaResult& r = out[static_cast<std::size_t>(s)];
-        r = formula.Run(securities[static_cast<std::size_t>(s)], args);
-        if (r.error) r.error = Named(std::move(r.error), static_cast<std::size_t>(s));
-    });
+    std::vector<FormulaPanelError> each(securities.size());
+    const FormulaPanelError e = FormulaPanel(formula, securities, views, args, options, &each);
+    for (std::size_t s = 0; s < securities.size(); ++s) {
+        const bool general = e && e.error.security < 0 && !each[s];  // refused for all: parameters, threads
+        const FormulaPanelError& r = general ? e : each[s];
+        if (!r) continue;
+        out[s].lines.clear();
+        out[s].error = r.error;
+        out[s].formulaError = r.formulaError;
+    }
     return out;
 }
 

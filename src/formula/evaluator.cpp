@@ -6,7 +6,9 @@
 #include <cstring>
 #include <type_traits>
 
+#include "core/lane_steps.h"
 #include "core/window.h"
+#include "fenxi/panel.h"
 #include "formula/exact_sum.h"
 
 namespace fenxi::formula {
@@ -180,6 +182,8 @@ public:
         for (int j = 0; j < b.count; ++j) out[j] = f_.Step(s, x[j]);
         h = s;
     }
+    bool RunLanes(Step* const* peers, int lanes, int count, const double* const* const* in,
+                  double* const* out) override;
 
 private:
     Linear f_;
@@ -206,6 +210,8 @@ public:
         }
         h = s;
     }
+    bool RunLanes(Step* const* peers, int lanes, int count, const double* const* const* in,
+                  double* const* out) override;
 
 private:
     Linear f1_, f2_;
@@ -237,6 +243,8 @@ public:
         }
         h = s;
     }
+    bool RunLanes(Step* const* peers, int lanes, int count, const double* const* const* in,
+                  double* const* out) override;
 
 private:
     Linear f1_, f2_, f3_;
@@ -244,6 +252,242 @@ private:
     Op op_;
     bool swapped_;
 };
+
+// ---- recurrences of several securities at once ----
+
+constexpr int LaneGroupMax = 8;
+
+// Linear::Step lane by lane: the same IEEE operations, each lane's branch
+// taken as a choice between values computed in every lane.
+template <class V>
+struct LaneLinear {
+    using M = decltype(V{} < V{});
+    static bool Every(M mask) {
+        long long lanes[sizeof(M) / sizeof(long long)];
+        __builtin_memcpy(lanes, &mask, sizeof mask);
+        long long all = -1;
+        for (long long lane : lanes) all &= lane;
+        return all != 0;
+    }
+    V m, a, d;
+    explicit LaneLinear(const Linear& f)
+        : m(lanes::Splat<V>(f.m)), a(lanes::Splat<V>(f.a)), d(lanes::Splat<V>(f.d)) {}
+    V Step(V& y, M& has, V v) const {
+        const V nan = lanes::Splat<V>(kNaN);
+        const M num = v == v;
+        const V t1 = m * v, t2 = a * y, next = (t1 + t2) / d;
+        const M finite = next - next == V{};
+        // The usual bar, a finite step in every lane, as a predicted branch:
+        // the choices below then stay off the chain from one bar to the next.
+        if (Every(num & has & finite)) {
+            y = next;
+            return next;
+        }
+        const M fresh = num & ~has;
+        y = lanes::Select(fresh, v, lanes::Select(num & has & finite, next, y));
+        has = has | num;
+        return lanes::Select(num, lanes::Select(fresh, v, lanes::Select(finite, next, nan)), nan);
+    }
+};
+
+// One recurrence's states of up to W lanes in vectors, and back.
+template <class V>
+struct LaneState {
+    static constexpr int W = sizeof(V) / sizeof(double);
+    using M = decltype(V{} < V{});
+    V y{};
+    M has{};
+    LaneState(Recurrence* const* s, int w) {
+        alignas(64) double ys[W] = {};
+        alignas(64) long long hs[W] = {};
+        for (int j = 0; j < w; ++j) ys[j] = s[j]->y, hs[j] = s[j]->has ? -1 : 0;
+        __builtin_memcpy(&y, ys, sizeof y);
+        __builtin_memcpy(&has, hs, sizeof has);
+    }
+    void Put(Recurrence* const* s, int w) const {
+        alignas(64) double ys[W];
+        alignas(64) long long hs[W];
+        __builtin_memcpy(ys, &y, sizeof y);
+        __builtin_memcpy(hs, &has, sizeof has);
+        for (int j = 0; j < w; ++j) s[j]->y = ys[j], s[j]->has = hs[j] != 0;
+    }
+};
+
+// The inputs of lane j: first[j] the first chain's, second[j] the second's.
+struct LaneJob {
+    int lanes, count;
+    const double* const* first;
+    const double* const* second;
+    double* const* out;  // lane j's first column; the next ones follow kBlock apart
+    const Linear* f[3];
+    Recurrence* const* state[3];
+    Op op;
+    bool swapped;
+    int chains;  // 1 linear, 2 a pair, 3 a trio
+};
+
+// The block's columns of every lane interleaved (bar t of lane j at t * W +
+// j): each lane's column is read and written in one sequential run, and
+// the chains step on whole vectors.
+template <int W>
+struct Interleaved {
+    alignas(64) double v[kBlock * W];
+    void From(const double* const* columns, int lanes, int count) {
+        for (int j = 0; j < lanes; ++j)
+            for (int t = 0; t < count; ++t) v[t * W + j] = columns[j][t];
+        for (int j = lanes; j < W; ++j)
+            for (int t = 0; t < count; ++t) v[t * W + j] = 0.0;
+    }
+    void To(double* const* columns, std::ptrdiff_t offset, int lanes, int count) const {
+        for (int j = 0; j < lanes; ++j)
+            for (int t = 0; t < count; ++t) columns[j][offset + t] = v[t * W + j];
+    }
+    template <class V>
+    V At(int t) const {
+        V x;
+        __builtin_memcpy(&x, v + t * W, sizeof x);
+        return x;
+    }
+    template <class V>
+    void Set(int t, V x) {
+        __builtin_memcpy(v + t * W, &x, sizeof x);
+    }
+};
+
+template <class V>
+void RunLaneJob(const LaneJob& job) {
+    constexpr int W = sizeof(V) / sizeof(double);
+    const int w = job.lanes, n = job.count, chains = job.chains;
+    Interleaved<W> x1, x2, y1, y2, z, y3;
+    x1.From(job.first, w, n);
+    if (chains > 1) x2.From(job.second, w, n);
+    LaneLinear<V> f1(*job.f[0]), f2(*job.f[chains > 1 ? 1 : 0]), f3(*job.f[chains > 2 ? 2 : 0]);
+    LaneState<V> s1(job.state[0], w), s2(job.state[chains > 1 ? 1 : 0], w), s3(job.state[chains > 2 ? 2 : 0], w);
+    const bool arithmetic = job.op == Op::Add || job.op == Op::Sub || job.op == Op::Mul || job.op == Op::Div;
+    int n1 = 0;  // bars done by the usual route
+    auto combine = [&](V p, V q) {
+        return job.op == Op::Add ? p + q : job.op == Op::Sub ? p - q : job.op == Op::Mul ? p * q : p / q;
+    };
+    // The usual block first: every lane's chains already started and every
+    // step finite, so each state is simply the step's value (what the exact
+    // route below gives then) and no choice sits on the chains. A NaN or
+    // infinite input or combination makes its step's value NaN or
+    // infinite, so the steps' values alone tell whether that held: their
+    // differences from themselves (0, else NaN) are summed on a chain of
+    // their own and read once, at the block's end. Where it did not hold,
+    // the block runs again by the exact route from the states it started
+    // with. Lanes past `lanes` step on zeros.
+    bool started = arithmetic || chains < 3;
+    for (int c = 0; c < chains && started; ++c)
+        for (int j = 0; j < w; ++j) started = started && job.state[c][j]->has;
+    if (started) {
+        V e1 = s1.y, e2 = s2.y, e3 = s3.y, off{};
+        for (int t = 0; t < n; ++t) {
+            e1 = (f1.m * x1.template At<V>(t) + f1.a * e1) / f1.d;
+            y1.Set(t, e1);
+            if (chains == 1) {
+                off += e1 - e1;
+                continue;
+            }
+            e2 = (f2.m * x2.template At<V>(t) + f2.a * e2) / f2.d;
+            y2.Set(t, e2);
+            if (chains == 2) {
+                off += (e1 - e1) + (e2 - e2);
+                continue;
+            }
+            const V r = job.swapped ? combine(e2, e1) : combine(e1, e2);
+            e3 = (f3.m * r + f3.a * e3) / f3.d;
+            z.Set(t, r);
+            y3.Set(t, e3);
+            off += (e1 - e1) + (e3 - e3);  // r is finite where e3 is
+        }
+        double offs[W];
+        __builtin_memcpy(offs, &off, sizeof offs);
+        bool held = true;
+        for (double o : offs) held = held && o == 0.0;
+        if (held) {
+            s1.y = e1, s2.y = e2, s3.y = e3;
+            n1 = n;
+        }
+    }
+    for (int t = n1; t < n; ++t) {
+        const V a = f1.Step(s1.y, s1.has, x1.template At<V>(t));
+        y1.Set(t, a);
+        if (chains == 1) continue;
+        const V b = f2.Step(s2.y, s2.has, x2.template At<V>(t));
+        y2.Set(t, b);
+        if (chains == 2) continue;
+        // The element-wise step between the chains: arithmetic in lanes
+        // (Binary's operation, then Finite), the rest lane by lane.
+        const V p = job.swapped ? b : a, q = job.swapped ? a : b;
+        V r;
+        if (arithmetic) {
+            r = lanes::Select(combine(p, q) - combine(p, q) == V{}, combine(p, q), lanes::Splat<V>(kNaN));
+            z.Set(t, r);
+        } else {
+            for (int j = 0; j < W; ++j) z.v[t * W + j] = Binary(job.op, p[j], q[j]);
+            r = z.template At<V>(t);
+        }
+        y3.Set(t, f3.Step(s3.y, s3.has, r));
+    }
+    y1.To(job.out, 0, w, n);
+    if (chains > 1) y2.To(job.out, kBlock, w, n);
+    if (chains > 2) z.To(job.out, 2 * kBlock, w, n), y3.To(job.out, 3 * kBlock, w, n);
+    s1.Put(job.state[0], w);
+    if (chains > 1) s2.Put(job.state[1], w);
+    if (chains > 2) s3.Put(job.state[2], w);
+}
+
+__attribute__((flatten)) void RunLaneJob2(const LaneJob& job) { RunLaneJob<lanes::V2>(job); }
+#ifdef FENXI_WIDE_LANES
+__attribute__((target("avx2"), flatten)) void RunLaneJob4(const LaneJob& job) { RunLaneJob<lanes::V4>(job); }
+__attribute__((target(FENXI_AVX512), flatten)) void RunLaneJob8(const LaneJob& job) { RunLaneJob<lanes::V8>(job); }
+#endif
+
+// The widest route for `lanes` securities on this machine.
+bool RunLanesRoute(const LaneJob& job) {
+    const int width = PanelLanes();
+#ifdef FENXI_WIDE_LANES
+    if (job.lanes > 4 && width >= 8) return RunLaneJob8(job), true;
+    if (job.lanes > 2 && width >= 4) return RunLaneJob4(job), true;
+#endif
+    if (job.lanes <= 2 && width >= 2) return RunLaneJob2(job), true;
+    return false;
+}
+
+bool LinearStep::RunLanes(Step* const* peers, int lanes, int count, const double* const* const* in,
+                          double* const* out) {
+    Recurrence* states[LaneGroupMax];
+    const double* x[LaneGroupMax];
+    for (int j = 0; j < lanes; ++j) {
+        auto* p = static_cast<LinearStep*>(peers[j]);
+        states[j] = &p->h, x[j] = in[j][0];
+    }
+    return RunLanesRoute({lanes, count, x, nullptr, out, {&f_, nullptr, nullptr}, {states, nullptr, nullptr}, Op::Add,
+                          false, 1});
+}
+
+bool LinearPairStep::RunLanes(Step* const* peers, int lanes, int count, const double* const* const* in,
+                              double* const* out) {
+    Recurrence *first[LaneGroupMax], *second[LaneGroupMax];
+    const double *x1[LaneGroupMax], *x2[LaneGroupMax];
+    for (int j = 0; j < lanes; ++j) {
+        auto* p = static_cast<LinearPairStep*>(peers[j]);
+        first[j] = &p->h.first, second[j] = &p->h.second, x1[j] = in[j][0], x2[j] = p->x2_;
+    }
+    return RunLanesRoute({lanes, count, x1, x2, out, {&f1_, &f2_, nullptr}, {first, second, nullptr}, Op::Add, false, 2});
+}
+
+bool LinearTrioStep::RunLanes(Step* const* peers, int lanes, int count, const double* const* const* in,
+                              double* const* out) {
+    Recurrence *first[LaneGroupMax], *second[LaneGroupMax], *third[LaneGroupMax];
+    const double *x1[LaneGroupMax], *x2[LaneGroupMax];
+    for (int j = 0; j < lanes; ++j) {
+        auto* p = static_cast<LinearTrioStep*>(peers[j]);
+        first[j] = &p->h.first, second[j] = &p->h.second, third[j] = &p->h.third, x1[j] = in[j][0], x2[j] = p->x2_;
+    }
+    return RunLanesRoute({lanes, count, x1, x2, out, {&f1_, &f2_, &f3_}, {first, second, third}, op_, swapped_, 3});
+}
 
 class Fused : public Step {
 public:
@@ -987,6 +1231,53 @@ std::vector<std::vector<double>> Evaluator::RunAll(const Program& program, const
             std::copy_n(e.Column(program.outputs[k]), b.count, lines[k].begin() + b.first);
     });
     return lines;
+}
+
+void Evaluator::RunAllMany(const Program& program, std::span<const Bars* const> group, std::span<double* const> lines) {
+    const std::size_t w = group.size(), outputs = program.outputs.size();
+    std::vector<std::unique_ptr<Evaluator>> e;
+    std::int64_t most = 0;
+    for (const Bars* bars : group) {
+        e.push_back(std::make_unique<Evaluator>(program, bars, bars->unit));
+        most = std::max<std::int64_t>(most, static_cast<std::int64_t>(bars->bars.size()));
+    }
+    std::vector<Block> blocks(w);
+    std::vector<Step*> peers(w);
+    std::vector<const double* const*> in(w);
+    std::vector<double*> out(w);
+    std::vector<std::size_t> active;
+    for (std::int64_t first = 0; first < most; first += kBlock) {
+        active.clear();
+        int count = 0;
+        for (std::size_t j = 0; j < w; ++j) {
+            const auto n = static_cast<std::int64_t>(group[j]->bars.size());
+            Block& b = blocks[j];
+            b.count = static_cast<int>(std::clamp<std::int64_t>(n - first, 0, kBlock));
+            if (b.count == 0) continue;  // ended: nothing of it is read again
+            b.bars = group[j]->bars.data() + first;
+            b.first = first;
+            b.unit = group[j]->unit;
+            active.push_back(j);
+            count = std::max(count, b.count);
+        }
+        for (std::size_t k = 0; k < e[0]->steps_.size(); ++k) {
+            for (std::size_t a = 0; a < active.size(); ++a) {
+                Evaluator& ev = *e[active[a]];
+                peers[a] = ev.steps_[k].get();
+                in[a] = ev.inputs_.data() + k * 3;
+                out[a] = ev.columns_.data() + k * kBlock;
+            }
+            // A lane whose bars end inside the block steps on its column's
+            // older values past them; its values there are never read.
+            if (active.size() > 1 &&
+                peers[0]->RunLanes(peers.data(), static_cast<int>(active.size()), count, in.data(), out.data()))
+                continue;
+            for (std::size_t a = 0; a < active.size(); ++a) peers[a]->Run(blocks[active[a]], in[a], out[a]);
+        }
+        for (std::size_t j : active)
+            for (std::size_t k = 0; k < outputs; ++k)
+                std::copy_n(e[j]->Column(program.outputs[k]), blocks[j].count, lines[j * outputs + k] + first);
+    }
 }
 
 }  // namespace fenxi::formula

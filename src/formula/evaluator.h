@@ -47,6 +47,14 @@ public:
     virtual void Run(const Block& b, const double* const* in, double* out) = 0;
     virtual std::span<std::byte> Head() { return {}; }
     virtual void Undo() {}
+    // Several securities at once: `peers` are this step's counterparts in
+    // the other securities' evaluators (this one first), in[j] and out[j]
+    // lane j's inputs and output, `count` bars. False where the step has no
+    // lane form; the caller then runs each security's step.
+    virtual bool RunLanes(Step* const* /*peers*/, int /*lanes*/, int /*count*/, const double* const* const* /*in*/,
+                          double* const* /*out*/) {
+        return false;
+    }
 };
 
 class Evaluator {
@@ -68,6 +76,11 @@ public:
     static std::vector<std::vector<double>> RunAll(const Program& program, const Bars& bars);
     // A whole series; the last bar's value of each output line.
     static std::vector<double> RunLast(const Program& program, const Bars& bars);
+    // Several whole series (at most 8) at once, each security's lines as
+    // RunAll gives them into lines[j * outputs + k] (security j, output k,
+    // one value per bar): steps with a lane form (the EMA and SMA
+    // recurrences) step every security's chain in one vector.
+    static void RunAllMany(const Program& program, std::span<const Bars* const> group, std::span<double* const> lines);
 
 private:
     const Program& program_;

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "formula/evaluator.h"
+#include "formula/many.h"
 #include "formula/library.h"
 
 namespace fenxi {
@@ -134,6 +135,30 @@ FormulaLast Formula::Last(const Bars& bars, const FormulaArgs& args) const {
     const double verdict = r.values.empty() ? 0.0 : r.values.back();
     r.pass = verdict == verdict && verdict != 0;
     return r;
+}
+
+std::vector<FormulaPanelError> formula::RunGroup(const Formula& f, std::span<const Bars* const> group,
+                                                const FormulaArgs& args, std::span<double* const> lines) {
+    std::vector<FormulaPanelError> out(group.size());
+    const std::shared_ptr<const Compiled>& compiled = Access::Of(f);
+    const Compiled& c = compiled ? *compiled : Empty();
+    formula::Program scratch;
+    FormulaError refused;
+    const formula::Program* program = Bind(c, args, scratch, refused);
+    const std::size_t outputs = c.outputs.size();
+    std::vector<const Bars*> good;
+    std::vector<double*> into;
+    for (std::size_t j = 0; j < group.size(); ++j) {
+        if (program == nullptr) {
+            out[j].formulaError = refused;
+        } else if (!(out[j].error = CheckBars(*group[j]))) {
+            good.push_back(group[j]);
+            into.insert(into.end(), lines.begin() + static_cast<std::ptrdiff_t>(j * outputs),
+                        lines.begin() + static_cast<std::ptrdiff_t>((j + 1) * outputs));
+        }
+    }
+    if (!good.empty()) formula::Evaluator::RunAllMany(*program, good, into);
+    return out;
 }
 
 FormulaResult Formula::Run(const PriceColumns& columns, const FormulaArgs& args) const {

@@ -79,7 +79,9 @@ TEST_P(PanelRoutes, FormulasEqualOneSecurityAtATime) {
     const auto panel = Ragged();
     for (const char* text : {"DIF:EMA(C,12)-EMA(C,26); DEA:EMA(DIF,9); MACD:(DIF-DEA)*2;",
                              "CROSS(MA(C,5),MA(C,20)) AND V>2*MA(V,5);", "STD(C,20); SLOPE(C,9); SMA(C,6,1);",
-                             "ATR.ATR(14); KDJ.J;"}) {
+                             "ATR.ATR(14); KDJ.J;",
+                             // NaN inputs mid-series (x/0 has no value): the lanes' exact route
+                             "E:EMA(C/(C-REF(C,1)),3); S:SMA(E,4,1); D:EMA(E,5)-EMA(S,7); F:EMA(D,2);"}) {
         SCOPED_TRACE(text);
         const fenxi::Formula f(text);
         ASSERT_TRUE(f.ok()) << f.error().message;
@@ -122,6 +124,34 @@ TEST(Panel, ErrorsNameTheSecurity) {
     for (const auto& l : refused) EXPECT_EQ(l.error.code, fenxi::Errc::ParameterRange);
     EXPECT_EQ(fenxi::ComputeMany("NOPE", std::vector<int>{}, panel)[0].error.code, fenxi::Errc::UnknownOperation);
     EXPECT_EQ(fenxi::ComputeMany("EMA", std::vector<int>{}, panel, {-1})[0].error.code, fenxi::Errc::ParameterRange);
+}
+
+TEST(Panel, FormulasIntoArraysAndTheirRefusals) {
+    auto panel = Ragged();
+    const fenxi::Formula* atr = fenxi::FormulaLibrary::Shipped().Find("ATR");
+    ASSERT_NE(atr, nullptr);
+    const std::size_t K = atr->outputs().size();
+    std::vector<std::vector<double>> storage;
+    for (const auto& b : panel)
+        for (std::size_t k = 0; k < K; ++k) storage.emplace_back(b.bars.size());
+    std::vector<std::span<double>> views(storage.begin(), storage.end());
+    ASSERT_FALSE(fenxi::RunManyInto(*atr, panel, views, {{"N", 10}}));
+    for (std::size_t s = 0; s < panel.size(); ++s) {
+        const fenxi::FormulaResult one = atr->Run(panel[s], {{"N", 10}});
+        for (std::size_t k = 0; k < K; ++k) EXPECT_TRUE(Same(storage[s * K + k], one.lines[k].values)) << s;
+    }
+    // A parameter out of range is every security's; bad bars only their own.
+    EXPECT_TRUE(fenxi::RunManyInto(*atr, panel, views, {{"N", 0}}).formulaError);
+    const auto refused = fenxi::RunMany(*atr, panel, {{"N", 0}});
+    for (const auto& r : refused) EXPECT_TRUE(r.formulaError && r.lines.empty());
+    panel[5].bars[1].Low = -3;
+    const fenxi::FormulaPanelError e = fenxi::RunManyInto(*atr, panel, views);
+    EXPECT_EQ(e.error.security, 5);
+    const auto many = fenxi::RunMany(*atr, panel);
+    EXPECT_EQ(many[5].error.code, fenxi::Errc::PriceNegative);
+    EXPECT_TRUE(many[4].ok() && many[6].ok());
+    views.pop_back();
+    EXPECT_EQ(fenxi::RunManyInto(*atr, panel, views).error.code, fenxi::Errc::LengthMismatch);
 }
 
 TEST(Panel, PriceColumnsTakeEachSecuritysOwnUnit) {
