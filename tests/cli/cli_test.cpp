@@ -9,6 +9,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <tuple>
 #include <string>
 
 
@@ -308,6 +309,16 @@ TEST(Cli, CodeFromAColumnAndViewOfTheSample) {
     EXPECT_NE(r.out.find("\"code\": \"000001\""), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("\"market\": 1"), std::string::npos);
     EXPECT_NE(r.out.find("suffix .XSHG of column code"), std::string::npos);
+    // The other names of the column, and codes with a market prefix.
+    for (const auto& [column, code, want] : {std::tuple{"code", "600519.SH", "600519"}, {"ts_code", "000333.SZ", "000333"},
+                                             {"代码", "sz300033", "300033"}}) {
+        const std::string named = Write("bars_named.csv", std::string(column) + ",date,open,high,low,close,volume\n" +
+                                                              code + ",20200102,1,1,1,1,5\n" + code +
+                                                              ",20200103,1,1,1,1,5\n");
+        r = Fenxi("--json -i " + named);
+        ASSERT_EQ(r.status, 0) << column << ": " << r.err;
+        EXPECT_NE(r.out.find(std::string("\"code\": \"") + want + "\""), std::string::npos) << column << ": " << r.out;
+    }
     const std::string page = (std::filesystem::temp_directory_path() / "fenxi_sample_view.html").string();
     r = Fenxi("view -o " + page);
     EXPECT_TRUE(r.status == 0 || r.err.find("chart library") != std::string::npos) << r.err;
