@@ -37,6 +37,17 @@ Result Fenxi(const std::string& args) {
     return {fenxi::platform::ExitStatus(status), slurp(outFile), slurp(errFile)};
 }
 
+// The chart page needs the chart library, which scripts/deps.sh installs
+// with the web packages. Without it a test of the page is skipped, saying
+// why; in CI, which installs it, its absence fails.
+constexpr const char* kNoChartLibrary = "the chart library is not installed (npm ci in web/, as scripts/deps.sh does)";
+bool ChartLibraryMissing(const Result& r) {
+    if (r.status == 0 || r.err.find("chart library") == std::string::npos) return false;
+    const char* ci = std::getenv("CI");
+    EXPECT_FALSE(ci != nullptr && std::string(ci) == "true") << "CI installs the chart library: " << r.err;
+    return true;
+}
+
 std::string Write(const std::string& name, const std::string& text) {
     const auto path = (std::filesystem::temp_directory_path() / name).string();
     std::ofstream(path) << text;
@@ -251,23 +262,21 @@ TEST(Cli, FormulaEntriesAreNamesEverywhere) {
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(Fenxi("list --formulas " + mine).out.find("TWOATR") != std::string::npos, true);
     EXPECT_EQ(Fenxi("formula 'TWOATR.T' --formulas " + mine + " -i " + kSample).status, 0);
-    // The chart page draws entries as overlays and panes, histograms as such.
-    const std::string page = (std::filesystem::temp_directory_path() / "fenxi_formula_view.html").string();
-    r = Fenxi("view --lines MA,BBI,ICHIMOKU:9:26:52 --pane DDI --pane TWOATR:20 --formulas " + mine + " -o " + page +
-              " -i " + kSample);
-    if (r.status == 0) {
-        std::ifstream in(page);
-        const std::string html((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        for (const char* part : {"\"name\":\"ICHIMOKU:9:26:52\"", "\"name\":\"SPANB\"", "\"COLORSTICK\"", "\"name\":\"TWOATR:20\""})
-            EXPECT_NE(html.find(part), std::string::npos) << part;
-    } else {
-        EXPECT_NE(r.err.find("chart library"), std::string::npos) << r.err;  // a build without web/node_modules
-    }
-    EXPECT_EQ(Fenxi("view --pane ATR:0 -o " + page + " -i " + kSample).status, 2);
     const std::string clash = Write("clash.fx", "FORMULA ATR\nA:C;\nEND\n");
     r = Fenxi("calc ATR --formulas " + clash + " -i " + kSample);
     EXPECT_EQ(r.status, 2);
     EXPECT_NE(r.err.find("clash.fx:1:9: 'ATR' is taken: an entry of formulas/platform.fx"), std::string::npos) << r.err;
+    // The chart page draws entries as overlays and panes, histograms as such.
+    const std::string page = (std::filesystem::temp_directory_path() / "fenxi_formula_view.html").string();
+    EXPECT_EQ(Fenxi("view --pane ATR:0 -o " + page + " -i " + kSample).status, 2);
+    r = Fenxi("view --lines MA,BBI,ICHIMOKU:9:26:52 --pane DDI --pane TWOATR:20 --formulas " + mine + " -o " + page +
+              " -i " + kSample);
+    if (ChartLibraryMissing(r)) GTEST_SKIP() << kNoChartLibrary;
+    ASSERT_EQ(r.status, 0) << r.err;
+    std::ifstream in(page);
+    const std::string html((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    for (const char* part : {"\"name\":\"ICHIMOKU:9:26:52\"", "\"name\":\"SPANB\"", "\"COLORSTICK\"", "\"name\":\"TWOATR:20\""})
+        EXPECT_NE(html.find(part), std::string::npos) << part;
 }
 
 TEST(Cli, ScanWhereScreensTheFiles) {
@@ -321,5 +330,6 @@ TEST(Cli, CodeFromAColumnAndViewOfTheSample) {
     }
     const std::string page = (std::filesystem::temp_directory_path() / "fenxi_sample_view.html").string();
     r = Fenxi("view -o " + page);
-    EXPECT_TRUE(r.status == 0 || r.err.find("chart library") != std::string::npos) << r.err;
+    if (ChartLibraryMissing(r)) GTEST_SKIP() << kNoChartLibrary;
+    EXPECT_EQ(r.status, 0) << r.err;
 }
