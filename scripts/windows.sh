@@ -45,3 +45,10 @@ grep -q "D" "$dir/report.txt"
 "$wine" "$dir/bin/fenxi_output_hash.exe" "$sample" | tr -d '\r' >"$dir/hash.txt"
 echo "x86_64 under Wine: output hash $(cat "$dir/hash.txt")"
 (cd "$dir" && cpack -G ZIP >/dev/null && ls fenxi-*-windows-*.zip)
+# The zip carries the licence and the notices.
+python3 - "$(ls "$dir"/fenxi-*-windows-*.zip | head -n1)" <<'PY'
+import sys, zipfile
+names = [n.rsplit("/", 1)[-1] for n in zipfile.ZipFile(sys.argv[1]).namelist()]
+missing = [f for f in ("LICENSE", "NOTICE") if f not in names]
+sys.exit(f"{sys.argv[1]} has no {', '.join(missing)}" if missing else 0)
+PY

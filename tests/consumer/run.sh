@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs a built fenxi tree into a scratch prefix and builds two consumers
-# against it: one with find_package(fenxi), one with pkg-config (C++ and C);
+# Installs a built fenxi tree into a scratch prefix (its licence and notices
+# included) and builds two consumers against it: one with find_package(fenxi),
+# one with pkg-config (C++ and C);
 # then runs the installed tool and imports the installed Python package.
 set -euo pipefail
 build=$1 work=$2
@@ -8,6 +9,10 @@ here=$(cd "$(dirname "$0")" && pwd)
 rm -rf "$work" && mkdir -p "$work"
 prefix=$work/prefix
 cmake --install "$build" --prefix "$prefix" >/dev/null
+# The licence and the notices travel with every install.
+for f in LICENSE NOTICE; do
+  [ -s "$prefix/share/fenxi/$f" ] || { echo "the install has no share/fenxi/$f" >&2; exit 1; }
+done
 
 cmake -S "$here" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_RPATH="$prefix/lib" >/dev/null
 cmake --build "$work/cmake" >/dev/null
