@@ -6,10 +6,11 @@
 //
 // Every security's values are exactly those of Compute (or Formula::Run)
 // over its own bars, bit for bit, NaN before each line's first valid bar.
-// Operations whose per-bar steps are recurrences (EMA, SMA, MACD, RSI, KDJ)
-// run several securities at once, one per vector lane, with the scalar
-// code's IEEE operations in each lane; the others run one security after
-// another. FENXI_LANES=baseline (two lanes) or avx2 (four) caps the width.
+// Operations whose per-bar steps are recurrences (EMA, SMA, MACD, RSI, KDJ,
+// ADX) and a formula's EMA and SMA run several securities at once, one per
+// vector lane, with the scalar code's IEEE operations in each lane; the
+// others run one security after another. FENXI_LANES=baseline (two lanes)
+// or avx2 (four) caps the width.
 #ifndef FENXI_PANEL_H
 #define FENXI_PANEL_H
 
