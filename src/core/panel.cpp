@@ -85,6 +85,37 @@ struct FirstError {
     }
 };
 
+// The securities' indexes, longest first, so that a group's lanes end close
+// together: the calling thread's list, which its workers read through the
+// reference.
+const std::vector<int>& LongestFirst(std::span<const Bars> securities) {
+    thread_local std::vector<int> order;
+    order.resize(securities.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
+        return securities[static_cast<std::size_t>(a)].bars.size() > securities[static_cast<std::size_t>(b)].bars.size();
+    });
+    return order;
+}
+
+// Room for every line of every security: lines[s * K + k] holds security
+// s's bars; `name(k)` names line k.
+template <class Name>
+Error CheckRoom(std::span<const Bars> securities, std::span<const std::span<double>> lines, std::size_t K, Name name) {
+    if (lines.size() != securities.size() * K)
+        return Error{Errc::LengthMismatch, -1,
+                     std::to_string(securities.size()) + " securities of " + std::to_string(K) + " lines need " +
+                         std::to_string(securities.size() * K) + " arrays, " + std::to_string(lines.size()) + " given"};
+    for (std::size_t s = 0; s < securities.size(); ++s)
+        for (std::size_t k = 0; k < K; ++k)
+            if (lines[s * K + k].size() != securities[s].bars.size())
+                return Named(Error{Errc::LengthMismatch, -1,
+                                   "line " + name(k) + " has room for " + std::to_string(lines[s * K + k].size()) +
+                                       " values, bars " + std::to_string(securities[s].bars.size())},
+                             s);
+    return {};
+}
+
 // Each security's lines through the lane form: securities ordered by
 // length so that a group's lanes end close together, each group's bars
 // checked just before it runs (they are then in cache), then NaN outside
@@ -95,14 +126,7 @@ void LaneRun(const OperationSpec& op, const std::int32_t* p, std::span<const Bar
     const int route = RouteOf(form, PanelLanes());
     const int width = 1 << route;
     const int count = static_cast<int>(securities.size());
-    // The calling thread's order; the workers read it through this reference.
-    thread_local std::vector<int> kept;
-    std::vector<int>& order = kept;
-    order.resize(securities.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
-        return securities[static_cast<std::size_t>(a)].bars.size() > securities[static_cast<std::size_t>(b)].bars.size();
-    });
+    const std::vector<int>& order = LongestFirst(securities);
     const int lineCount = op.lineCount;
     const int groups = (count + width - 1) / width;
     Spread(groups, threads, [&](int group) {
@@ -159,19 +183,8 @@ Error Panel(std::string_view name, std::span<const int> given, std::span<const B
     if (options.threads < 0)
         return Error{Errc::ParameterRange, -1, "threads=" + std::to_string(options.threads) + " is negative"};
     const std::size_t L = static_cast<std::size_t>(op->lineCount);
-    if (lines.size() != securities.size() * L)
-        return Error{Errc::LengthMismatch, -1,
-                     std::to_string(securities.size()) + " securities of " + std::to_string(L) + " lines need " +
-                         std::to_string(securities.size() * L) + " arrays, " + std::to_string(lines.size()) + " given"};
-    for (std::size_t s = 0; s < securities.size(); ++s) {
-        for (std::size_t k = 0; k < L; ++k)
-            if (lines[s * L + k].size() != securities[s].bars.size())
-                return Named(Error{Errc::LengthMismatch, -1,
-                                   std::string("line ") + op->lines[k].name + " has room for " +
-                                       std::to_string(lines[s * L + k].size()) + " values, bars " +
-                                       std::to_string(securities[s].bars.size())},
-                             s);
-    }
+    if (Error e = CheckRoom(securities, lines, L, [&](std::size_t k) { return std::string(op->lines[k].name); }))
+        return e;
     FirstError failed;
     failed.each = each;
     if (op->kernel->lanes != nullptr && PanelLanes() > 1) {
@@ -258,31 +271,10 @@ FormulaPanelError FormulaPanel(const Formula& formula, std::span<const Bars> sec
         return refused;
     }
     const std::size_t K = formula.outputs().size();
-    if (lines.size() != securities.size() * K) {
-        refused.error = Error{Errc::LengthMismatch, -1,
-                              std::to_string(securities.size()) + " securities of " + std::to_string(K) +
-                                  " lines need " + std::to_string(securities.size() * K) + " arrays, " +
-                                  std::to_string(lines.size()) + " given"};
+    if ((refused.error = CheckRoom(securities, lines, K, [&](std::size_t k) { return formula.outputs()[k].name; })))
         return refused;
-    }
-    for (std::size_t s = 0; s < securities.size(); ++s)
-        for (std::size_t k = 0; k < K; ++k)
-            if (lines[s * K + k].size() != securities[s].bars.size()) {
-                refused.error = Named(Error{Errc::LengthMismatch, -1,
-                                           "output " + formula.outputs()[k].name + " has room for " +
-                                               std::to_string(lines[s * K + k].size()) + " values, bars " +
-                                               std::to_string(securities[s].bars.size())},
-                                      s);
-                return refused;
-            }
     const int width = PanelLanes();
-    thread_local std::vector<int> kept;
-    std::vector<int>& order = kept;
-    order.resize(securities.size());
-    std::iota(order.begin(), order.end(), 0);
-    std::stable_sort(order.begin(), order.end(), [&](int a, int b) {
-        return securities[static_cast<std::size_t>(a)].bars.size() > securities[static_cast<std::size_t>(b)].bars.size();
-    });
+    const std::vector<int>& order = LongestFirst(securities);
     const int count = static_cast<int>(securities.size());
     std::mutex lock;
     int lowest = count;
