@@ -84,7 +84,7 @@ emit("Regenerate with `bash scripts/performance.sh` (`--quick`: one repetition a
 emit("")
 sections = ["Targets", "The suite", "Formulas", "fenxi beside TA-Lib and Tulip Indicators", "Panels beside the peers",
             "A screen",
-            "A scan", "Python overhead", "Peak memory", "How long each step took"]
+            "A scan", "Python overhead", "Peak memory", "Long series in the browser", "How long each step took"]
 for s in sections:
     emit("- [%s](#%s)" % (s, re.sub(r"[^a-z0-9 -]", "", s.lower()).replace(" ", "-")))
 emit("")
@@ -347,6 +347,23 @@ emit("The growth of the process's maximum resident set across each call:")
 emit("")
 for line in peak_text.strip().splitlines():
     emit("- " + line)
+emit("")
+
+# --- long series in the browser ------------------------------------------------
+emit("## Long series in the browser")
+emit("")
+emit("Commands (headless Chromium; the series are the daily sample repeated as minute bars):")
+emit("")
+emit(code(command("view_large") + "\n" + command("serve_large")))
+emit("")
+emit("- `fenxi view`'s page for 239,550 bars: the tool writes it, Chromium opens it from disk; the time runs from "
+     "navigation to the first frame after the chart is built.")
+emit("- `fenxi serve` with a 1,000,000-bar file: from navigation to the drawn chart, the server reading the file "
+     "(cold) and having read it (warm).")
+emit("")
+for name in ("view_large", "serve_large"):
+    for line in (read(name + ".txt") or "").strip().splitlines():
+        emit("- " + line)
 emit("")
 
 # --- durations --------------------------------------------------------------

@@ -92,6 +92,8 @@ run scan bash bench/scan.sh $build/cli/fenxi $securities >$results/scan.txt
 # shellcheck disable=SC2086
 run python env PYTHONPATH=$build/python /usr/bin/python3 bench/python_overhead.py $py_args >$results/python.md
 run peak_memory $build/bench/fenxi_peak_memory >$results/peak_memory.txt
+run view_large bash bench/view_large.sh $build/cli/fenxi >$results/view_large.txt
+run serve_large bash bench/serve_large.sh $build/cli/fenxi >$results/serve_large.txt
 echo "total=$(($(date +%s) - began))" >>$results/seconds.txt
 
 python3 -B bench/performance_page.py $results >$results/performance.md

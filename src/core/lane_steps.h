@@ -212,6 +212,7 @@ inline void RunLaneGroup(const LaneGroup& g) {
         // keep the stores from waiting on one another's lines.
         for (int j = 0; j < g.count; ++j) {
             const int have = g.n[j] - from < m ? g.n[j] - from : m;
+            if (have <= 0) continue;  // ended: its lines (null when it has no bars) are full
             for (int q = 0; q < g.lineCount; ++q) {
                 const double* lane = reinterpret_cast<const double*>(block[q]) + j;
                 double* to = g.lines[j][q] + from;

@@ -53,30 +53,36 @@ struct PanelRoutes : ::testing::TestWithParam<int> {
 };
 
 TEST_P(PanelRoutes, EveryOperationEqualsOneSecurityAtATime) {
-    const auto panel = Ragged();
-    for (const fenxi::OperationSpec& op : fenxi::Operations()) {
-        SCOPED_TRACE(op.name);
-        // The defaults, and short windows that the shortest securities fill.
-        std::vector<int> shortWindows;
-        for (int k = 0; k < op.paramCount; ++k)
-            shortWindows.push_back(std::clamp(op.params[k].defaultValue / 3, op.params[k].min, op.params[k].max));
-        for (const std::vector<int>& params : {std::vector<int>{}, shortWindows}) {
-            const auto many = fenxi::ComputeMany(op.name, params, panel, {GetParam() == 4 ? 2 : 1});
-            ASSERT_EQ(many.size(), panel.size());
-            for (std::size_t s = 0; s < panel.size(); ++s) {
-                const fenxi::Lines one = fenxi::Compute(op.name, params, panel[s]);
-                ASSERT_TRUE(one.ok()) << one.error.message;
-                ASSERT_TRUE(many[s].ok()) << many[s].error.message;
-                ASSERT_EQ(many[s].names, one.names);
-                for (std::size_t k = 0; k < one.values.size(); ++k)
-                    ASSERT_TRUE(Same(many[s].values[k], one.values[k])) << "security " << s << " line " << one.names[k];
+    // The ragged panel, and a long series beside an empty one and a bar, so
+    // that lanes end, or hold nothing, while their group runs on.
+    const std::vector<fenxi::Bars> ragged = Ragged();
+    const std::vector<fenxi::Bars> ending{ragged[0], fenxi::Bars{{}, 100}, fenxi::Bars{{ragged[0].bars[0]}, 1000}};
+    for (const std::vector<fenxi::Bars>& panel : {ragged, ending}) {
+        for (const fenxi::OperationSpec& op : fenxi::Operations()) {
+            SCOPED_TRACE(op.name);
+            // The defaults, and short windows that the shortest securities fill.
+            std::vector<int> shortWindows;
+            for (int k = 0; k < op.paramCount; ++k)
+                shortWindows.push_back(std::clamp(op.params[k].defaultValue / 3, op.params[k].min, op.params[k].max));
+            for (const std::vector<int>& params : {std::vector<int>{}, shortWindows}) {
+                const auto many = fenxi::ComputeMany(op.name, params, panel, {GetParam() == 4 ? 2 : 1});
+                ASSERT_EQ(many.size(), panel.size());
+                for (std::size_t s = 0; s < panel.size(); ++s) {
+                    const fenxi::Lines one = fenxi::Compute(op.name, params, panel[s]);
+                    ASSERT_TRUE(one.ok()) << one.error.message;
+                    ASSERT_TRUE(many[s].ok()) << many[s].error.message;
+                    ASSERT_EQ(many[s].names, one.names);
+                    for (std::size_t k = 0; k < one.values.size(); ++k)
+                        ASSERT_TRUE(Same(many[s].values[k], one.values[k])) << "security " << s << " line " << one.names[k];
+                }
             }
         }
     }
 }
 
 TEST_P(PanelRoutes, FormulasEqualOneSecurityAtATime) {
-    const auto panel = Ragged();
+    const std::vector<fenxi::Bars> ragged = Ragged();
+    const std::vector<fenxi::Bars> ending{ragged[0], fenxi::Bars{{}, 100}, fenxi::Bars{{ragged[0].bars[0]}, 1000}};
     for (const char* text : {"DIF:EMA(C,12)-EMA(C,26); DEA:EMA(DIF,9); MACD:(DIF-DEA)*2;",
                              "CROSS(MA(C,5),MA(C,20)) AND V>2*MA(V,5);", "STD(C,20); SLOPE(C,9); SMA(C,6,1);",
                              "ATR.ATR(14); KDJ.J;",
@@ -85,12 +91,14 @@ TEST_P(PanelRoutes, FormulasEqualOneSecurityAtATime) {
         SCOPED_TRACE(text);
         const fenxi::Formula f(text);
         ASSERT_TRUE(f.ok()) << f.error().message;
-        const auto many = fenxi::RunMany(f, panel, {}, {2});
-        for (std::size_t s = 0; s < panel.size(); ++s) {
-            const fenxi::FormulaResult one = f.Run(panel[s]);
-            ASSERT_EQ(many[s].lines.size(), one.lines.size());
-            for (std::size_t k = 0; k < one.lines.size(); ++k)
-                ASSERT_TRUE(Same(many[s].lines[k].values, one.lines[k].values)) << "security " << s;
+        for (const std::vector<fenxi::Bars>& panel : {ragged, ending}) {
+            const auto many = fenxi::RunMany(f, panel, {}, {2});
+            for (std::size_t s = 0; s < panel.size(); ++s) {
+                const fenxi::FormulaResult one = f.Run(panel[s]);
+                ASSERT_EQ(many[s].lines.size(), one.lines.size());
+                for (std::size_t k = 0; k < one.lines.size(); ++k)
+                    ASSERT_TRUE(Same(many[s].lines[k].values, one.lines[k].values)) << "security " << s;
+            }
         }
     }
 }
