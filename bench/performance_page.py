@@ -269,9 +269,12 @@ emit("- A market of securities made from the daily sample, each a window of the 
      "runs the whole market; fenxi's columnar call and the peers run once per security. Every route writes every "
      "security's lines into arrays of its own. Figures are ns per security-bar, median of the interleaved "
      "repetitions; \"panel / peer\" divides fenxi's one-thread panel by the faster peer.")
-emit("- EMA, SMA, MACD, RSI and KDJ run one security per vector lane (the lane count is in the table's heading); the "
-     "other operations run one security after another.")
-emit("- The formula rows run `RunMany` (one security after another) beside the MACD operation's panel.")
+emit("- EMA, SMA, MACD, RSI, KDJ and ADX run one security per vector lane (the lane count is in the table's heading); "
+     "the other operations run one security after another.")
+emit("- The floors: each security's closes read from its bar records (fenxi's input) or from a double array (the "
+     "peers'), and written as one line.")
+emit("- The formula rows run `RunManyInto` (EMA and SMA recurrences in lanes, the other functions per security) "
+     "beside the MACD operation's panel.")
 emit("")
 emit(panel_text.strip())
 emit("")
