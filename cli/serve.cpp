@@ -84,7 +84,7 @@ std::string Param(const httplib::Request& req, const char* name, bool required =
 
 // What a live feed shows, registered by POST and opened (again, after a
 // reconnection) by the page's event source.
-struct LiveSpec {
+struct LiveRequest {
     std::string file, text;
     std::vector<std::string> items;
     Clock::time_point used;
@@ -98,14 +98,14 @@ struct App {
     std::atomic<bool> stopping{false};
     std::atomic<int> liveOpen{0};
     std::mutex liveMutex;
-    std::map<std::string, LiveSpec> live;
+    std::map<std::string, LiveRequest> live;
     std::uint64_t liveNext = 0;
 
     App(const std::string& dir, const fenxi::FormulaLibrary& lib) : folder(dir), library(lib), screens(folder, lib) {}
 
     std::shared_ptr<const Loaded> Load(const httplib::Request& req) { return folder.Load(Param(req, "file", true)); }
 
-    std::string Register(LiveSpec spec) {
+    std::string Register(LiveRequest asked) {
         std::lock_guard<std::mutex> lock(liveMutex);
         if (live.size() >= kMaxLiveKept) {  // the least recently used goes
             auto oldest = live.begin();
@@ -113,13 +113,13 @@ struct App {
                 if (it->second.used < oldest->second.used) oldest = it;
             live.erase(oldest);
         }
-        spec.used = Clock::now();
+        asked.used = Clock::now();
         const std::string id = std::to_string(++liveNext);
-        live[id] = std::move(spec);
+        live[id] = std::move(asked);
         return id;
     }
 
-    LiveSpec Spec(const std::string& id) {
+    LiveRequest Asked(const std::string& id) {
         std::lock_guard<std::mutex> lock(liveMutex);
         const auto it = live.find(id);
         if (it == live.end()) throw HttpError(404, "no live feed " + id.substr(0, 32) + ": register it again");
@@ -173,25 +173,25 @@ void Routes(httplib::Server& svr, App& app) {
         Reply(res, Dump({{"cancelled", true}}));
     }));
     svr.Post("/api/live", Api([&app](const auto& req, auto& res) {
-        LiveSpec spec;
-        spec.file = Param(req, "file", true);
-        app.folder.Resolve(spec.file);
+        LiveRequest asked;
+        asked.file = Param(req, "file", true);
+        app.folder.Resolve(asked.file);
         const std::string items = Param(req, "items");
         for (std::size_t start = 0; start < items.size();) {
             std::size_t end = items.find(';', start);
             if (end == std::string::npos) end = items.size();
-            if (end > start) spec.items.push_back(items.substr(start, end - start));
+            if (end > start) asked.items.push_back(items.substr(start, end - start));
             start = end + 1;
         }
-        if (spec.items.size() + !req.body.empty() > kMaxLiveSets)
+        if (asked.items.size() + !req.body.empty() > kMaxLiveSets)
             throw HttpError(400, "items: at most " + std::to_string(kMaxLiveSets) + " line sets");
-        for (const std::string& item : spec.items) ResolveItem(item, app.library);  // refused now, not when opened
+        for (const std::string& item : asked.items) ResolveItem(item, app.library);  // refused now, not when opened
         if (!req.body.empty()) CompileText(req.body, app.library);
-        spec.text = req.body;
-        Reply(res, Dump({{"id", app.Register(std::move(spec))}}), 201);
+        asked.text = req.body;
+        Reply(res, Dump({{"id", app.Register(std::move(asked))}}), 201);
     }));
     svr.Get(R"(/api/live/(\d{1,18}))", Api([&app](const auto& req, auto& res) {
-        const LiveSpec spec = app.Spec(req.matches[1]);
+        const LiveRequest asked = app.Asked(req.matches[1]);
         if (++app.liveOpen > kMaxLiveOpen) {
             --app.liveOpen;
             throw HttpError(429, std::to_string(kMaxLiveOpen) + " live feeds are open: close a chart");
@@ -199,9 +199,9 @@ void Routes(httplib::Server& svr, App& app) {
         std::shared_ptr<LiveFeed> feed;
         try {
             std::vector<LineSet> sets;
-            for (const std::string& item : spec.items) sets.push_back(ResolveItem(item, app.library));
-            if (!spec.text.empty()) sets.push_back(CompileText(spec.text, app.library));
-            feed = std::make_shared<LiveFeed>(app.folder, spec.file, std::move(sets));
+            for (const std::string& item : asked.items) sets.push_back(ResolveItem(item, app.library));
+            if (!asked.text.empty()) sets.push_back(CompileText(asked.text, app.library));
+            feed = std::make_shared<LiveFeed>(app.folder, asked.file, std::move(sets));
         } catch (...) {
             --app.liveOpen;
             throw;
