@@ -399,7 +399,8 @@ void RunLaneJob(const LaneJob& job) {
             e3 = (f3.m * r + f3.a * e3) / f3.d;
             z.Set(t, r);
             y3.Set(t, e3);
-            off += (e1 - e1) + (e3 - e3);  // r is finite where e3 is
+            // Every chain's value: r can be finite where one is not (x/inf).
+            off += (e1 - e1) + (e2 - e2) + (e3 - e3);
         }
         double offs[W];
         __builtin_memcpy(offs, &off, sizeof offs);

@@ -87,7 +87,9 @@ TEST_P(PanelRoutes, FormulasEqualOneSecurityAtATime) {
                              "CROSS(MA(C,5),MA(C,20)) AND V>2*MA(V,5);", "STD(C,20); SLOPE(C,9); SMA(C,6,1);",
                              "ATR.ATR(14); KDJ.J;",
                              // NaN inputs mid-series (x/0 has no value): the lanes' exact route
-                             "E:EMA(C/(C-REF(C,1)),3); S:SMA(E,4,1); D:EMA(E,5)-EMA(S,7); F:EMA(D,2);"}) {
+                             "E:EMA(C/(C-REF(C,1)),3); S:SMA(E,4,1); D:EMA(E,5)-EMA(S,7); F:EMA(D,2);",
+                             // a step past the largest double, and x / inf, which is finite
+                             "X:C*1E307; B:EMA(C,5); A:EMA(X,3); D:B/A; E:EMA(D,4);"}) {
         SCOPED_TRACE(text);
         const fenxi::Formula f(text);
         ASSERT_TRUE(f.ok()) << f.error().message;
