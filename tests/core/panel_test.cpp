@@ -13,7 +13,7 @@ namespace {
 
 // Bitwise: NaN equals NaN, 0.0 differs from -0.0.
 bool Same(const std::vector<double>& a, const std::vector<double>& b) {
-    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
 }
 
 // Securities of lengths 0, 1, 2, a window's length, hundreds and the whole
